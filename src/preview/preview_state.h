@@ -1,0 +1,10 @@
+// What the preview driver keeps between frames, per camera context.
+#pragma once
+
+#include <cstdint>
+
+namespace vobrex {
+
+struct PreviewState {};
+
+}  // namespace vobrex
