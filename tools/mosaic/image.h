@@ -1,6 +1,7 @@
 // A plain RGB image for synthesising raw frames and checking conversions.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -13,10 +14,10 @@ struct Image {
   std::vector<uint8_t> rgb;
 
   Image() = default;
-  Image(int w, int h) : width(w), height(h), rgb(static_cast<size_t>(w) * h * 3, 0) {}
-  uint8_t* At(int x, int y) { return rgb.data() + (static_cast<size_t>(y) * width + x) * 3; }
+  Image(int w, int h) : width(w), height(h), rgb(static_cast<std::size_t>(w) * h * 3, 0) {}
+  uint8_t* At(int x, int y) { return rgb.data() + (static_cast<std::size_t>(y) * width + x) * 3; }
   const uint8_t* At(int x, int y) const {
-    return rgb.data() + (static_cast<size_t>(y) * width + x) * 3;
+    return rgb.data() + (static_cast<std::size_t>(y) * width + x) * 3;
   }
 };
 
