@@ -150,6 +150,13 @@ TEST(ReadCamImage, FailuresKeepCallersFrame) {
   HGLOBAL none = nullptr;
   EXPECT_EQ(ReadCamImage(cam, &none), 0);
   EXPECT_EQ(ReadCamImage(cam, nullptr), 0);
+  // A raw block shorter than the resolution's frame is refused untouched.
+  SetResolution(cam, 40, 0);
+  HGLOBAL small = GlobalBlockAlloc(0x2042, 262144);
+  HGLOBAL kept = small;
+  EXPECT_EQ(ReadCamImage(cam, &small), 0);
+  EXPECT_EQ(small, kept);
+  GlobalBlockFree(small);
 }
 
 // Whatever the still paths make of the frame, a success replaces the handle

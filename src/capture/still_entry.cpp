@@ -179,6 +179,9 @@ int ConvertCamFrame(Camera& cam, const uint8_t* raw, uint8_t* out, int code) {
 
 int ReadCamImage(Camera& cam, HGLOBAL* frame) {
   if (frame == nullptr || *frame == nullptr) return 0;
+  // A raw block smaller than the frame of the current resolution cannot be
+  // converted without reading past its end.
+  if (GlobalBlockSize(*frame) < cam.sampleCount.rawSampleCount) return 0;
   const auto* raw = static_cast<const uint8_t*>(GlobalBlockLock(*frame));
   if (raw == nullptr) return 0;
 

@@ -41,6 +41,7 @@ HGLOBAL GlobalBlockAlloc(unsigned flags, std::size_t bytes) {
 void* GlobalBlockLock(HGLOBAL block) { return GlobalLock(block); }
 void GlobalBlockUnlock(HGLOBAL block) { GlobalUnlock(block); }
 void GlobalBlockFree(HGLOBAL block) { GlobalFree(block); }
+std::size_t GlobalBlockSize(HGLOBAL block) { return GlobalSize(block); }
 
 #else
 
@@ -51,6 +52,7 @@ HGLOBAL GlobalBlockAlloc(unsigned flags, std::size_t bytes) {
 void* GlobalBlockLock(HGLOBAL block) { return VobrexGlobalLock(block); }
 void GlobalBlockUnlock(HGLOBAL block) { VobrexGlobalUnlock(block); }
 void GlobalBlockFree(HGLOBAL block) { VobrexGlobalFree(block); }
+std::size_t GlobalBlockSize(HGLOBAL block) { return VobrexGlobalSize(block); }
 
 #endif
 

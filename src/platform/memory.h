@@ -35,6 +35,8 @@ HGLOBAL GlobalBlockAlloc(unsigned flags, std::size_t bytes);
 void* GlobalBlockLock(HGLOBAL block);
 void GlobalBlockUnlock(HGLOBAL block);
 void GlobalBlockFree(HGLOBAL block);
+// The usable size of a block in bytes; 0 for an invalid handle.
+std::size_t GlobalBlockSize(HGLOBAL block);
 
 // Test hook, per thread: the n-th allocation from now on fails (1 = the
 // next one); 0 switches the hook off. AllocationCount counts allocations
