@@ -1,0 +1,46 @@
+// Output resampling of the completed work grid. The grid is twice the
+// sensor's resolution in each direction, but the output sizes are not: six
+// resamplers, each fixed to one size and one kind, map a region of the grid
+// (from grid row 8 and grid column 4, or 2 for the smallest size) onto the
+// output.
+//
+//   member  kind    size          rows                     columns
+//   B0 A0   colour  1260 x 960    one per grid row         5 per 4 grid columns
+//           / grey
+//   B1 A1           1016 x 768    8 per 10 grid rows       one per grid column
+//   B2 A2           848 x 640     4 per 6 grid rows        5 per 6 grid columns
+//
+// Output pixels are three 16-bit components in the order blue, green, red;
+// a grey member writes (2 red + 4 green + blue) / 7 to all three. Weighted
+// means truncate toward zero and nothing is clamped; the byte packing after
+// the conversion handles the range.
+#pragma once
+
+#include <cstdint>
+
+#include "hires/work_grid.h"
+
+namespace vobrex {
+
+enum class HiresResampler { kB0, kB1, kB2, kA0, kA1, kA2 };
+
+// The pixels a resampler computes for a `width` x `height` output (taken
+// from the settings as they stand, so any values) and where they go.
+// Returns true when every write lands inside an output buffer of `capacity`
+// components and every grid read inside the three planes. The column loops
+// of the five-phase members run ceil(W/5) pixels of phase 0, (W+3)/5 of
+// phases 1 and 2 and (W+1)/5 of phases 3 and 4, which for some widths is
+// one pixel more than the row holds; that pixel lands in the adjacent row
+// (or before the first, for a right-to-left row), so such a width fits only
+// if the buffer reaches that far. Nothing is computed for a width or height
+// below 1.
+bool ResampleFits(HiresResampler which, int width, int height, int orientation, uint32_t capacity);
+
+// Fills `out` from the grid; call only when ResampleFits holds. The
+// orientation code (1..4, any other value acts as 4) decides where each
+// computed pixel goes: 1 and 3 write the first computed row first, 2 and 4
+// last; 1 and 2 write each row left to right, 3 and 4 right to left.
+void Resample(const WorkGrid& grid, HiresResampler which, int width, int height, int orientation,
+              uint16_t* out);
+
+}  // namespace vobrex

@@ -1,0 +1,54 @@
+// Completion of the three planes of the work grid after assembly: green by
+// directional interpolation, the empty red and blue rows by colour
+// difference (or, on strongly red or blue objects, along the object), then
+// the missing half of the red and blue checkerboards.
+//
+// Sites are (column c, row r) of the plane a selector names (1 red, 2 blue,
+// 3 green). Reads off a plane's edge follow the flat layout of the grid and
+// pick up the adjacent row or plane.
+#pragma once
+
+#include <cstdint>
+
+#include "hires/work_grid.h"
+
+namespace vobrex {
+
+// Directions of LineDetect.
+inline constexpr int kNoLine = 0;
+inline constexpr int kVerticalLine = 1;
+inline constexpr int kHorizontalLine = 2;
+
+// Modes of IsRBObject.
+inline constexpr int kRowFillMode = 0;
+inline constexpr int kSiteFillMode = 1;
+
+// (second + third of the four sorted values) >> 1.
+int32_t MedianPair(int32_t a, int32_t b, int32_t c, int32_t d);
+
+// Direction of a line through a missing checkerboard site: kNoLine,
+// kVerticalLine or kHorizontalLine; -1 for a selector that names no plane.
+int LineDetect(const WorkGrid& grid, int c, int r, int selector);
+
+// Interpolated value at a missing checkerboard site, along the detected line.
+int32_t IP4G(const WorkGrid& grid, int c, int r, int selector);
+
+// The value of plane `selector` at (r, c) from its diagonal neighbour,
+// carried over by the green difference between the two sites.
+int32_t DiagonalColorDifference(const WorkGrid& grid, int c, int r, int selector);
+
+// True if (r, c) lies on a strongly red (or blue) object.
+bool IsRBObject(const WorkGrid& grid, int c, int r, int selector, int mode);
+
+// Diagonal edge across the red rows t-2 .. t+3 over the six columns c .. c+5:
+// 0 none, 1 or 2 for the two slants (t a multiple of 4, c even).
+int RedDiagonalLine(const WorkGrid& grid, int c, int t);
+
+// The fill passes, in the order the driver runs them.
+void CompleteGreen(const WorkGrid& grid);
+void FillRedRows(const WorkGrid& grid);
+void FillBlueRows(const WorkGrid& grid);
+void CompleteRed(const WorkGrid& grid);
+void CompleteBlue(const WorkGrid& grid);
+
+}  // namespace vobrex
