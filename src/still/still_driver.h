@@ -8,8 +8,16 @@
 namespace vobrex {
 
 // Converts the widened raw frame into imageBytes 16-bit components (blue,
-// green, red, rows bottom-up). Takes `samples` over (releases it) once the
-// code is accepted; null on failure.
+// green, red, rows bottom-up). Only the low byte of `code` counts, as a
+// signed 8-bit value: 11 and 13 demosaic one 512 x 512 two-field read-out,
+// 21 and 23 have no demosaic and convert black planes; every other code is
+// refused (null) and `samples` stays the caller's, as it does when the
+// planes cannot be obtained. Once the code is accepted `samples` is released
+// whatever follows. The kernel is chosen by outputFormat and sensorMode; an
+// unknown sub-mode falls back to SetResolution(13, 0) and the 640 x 480
+// kernel, after the output was sized. Null also when the output cannot be
+// obtained or holds fewer than the width x height x 3 components the chosen
+// kernel writes; an outputFormat above 2 returns the array unfilled (zero).
 Owned<uint16_t> ConvertStill(Camera& cam, Owned<int16_t>& samples, int code);
 
 }  // namespace vobrex
