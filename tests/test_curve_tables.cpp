@@ -1,6 +1,8 @@
 // The response-curve tables and the position-gain table.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "settings/camera.h"
@@ -9,88 +11,55 @@
 namespace vobrex {
 namespace {
 
-TEST(CurveTables, CurveInterpolate) {
-  EXPECT_EQ(CurveInterpolate(0, 1), 0);
-  EXPECT_EQ(CurveInterpolate(110, 1), 25);
-  EXPECT_EQ(CurveInterpolate(670, 1), 600);
-  EXPECT_EQ(CurveInterpolate(155, 1), 37);  // between the points (110, 25) and (200, 50)
-  EXPECT_EQ(CurveInterpolate(700, 1), -1);  // past the last point
-  EXPECT_EQ(CurveInterpolate(601, 0), -1);
-  EXPECT_EQ(CurveInterpolate(-1, 0), -1);
-  EXPECT_EQ(CurveInterpolate(600, 0), 670);
-  EXPECT_EQ(CurveInterpolate(12, 0), 52);
+// Entry, expected value.
+template <class Table>
+void ExpectEntries(const Table& table, std::initializer_list<std::pair<int, int>> entries) {
+  for (const auto& [i, v] : entries) EXPECT_EQ(table[i], v) << "entry " << i;
 }
 
-TEST(CurveTables, ExpandTable) {
-  const auto& t = kCurveTables.expandTable;
-  EXPECT_EQ(t[0], 0);
-  EXPECT_EQ(t[2], 1);
-  EXPECT_EQ(t[4], 3);
-  EXPECT_EQ(t[128], 188);
-  EXPECT_EQ(t[255], 1021);
-  for (int i = 1; i < 256; ++i) EXPECT_GE(t[i], t[i - 1]) << i;
-  for (int i = 256; i < kCompressTableLength; ++i) ASSERT_EQ(t[i], 0) << i;
-}
+TEST(CurveTables, InterpolationAndBuiltTables) {
+  // Value, direction (1: encoded to linear), result; -1 past the last point.
+  const int cases[][3] = {{0, 1, 0},    {110, 1, 25}, {670, 1, 600}, {155, 1, 37}, {700, 1, -1},
+                          {601, 0, -1}, {-1, 0, -1},  {600, 0, 670}, {12, 0, 52}};
+  for (const auto& c : cases) EXPECT_EQ(CurveInterpolate(c[0], c[1]), c[2]) << c[0] << "/" << c[1];
 
-TEST(CurveTables, CompressTableKnee) {
-  const auto& t = kCurveTables.compressTable;
-  EXPECT_EQ(t[0], 0);
-  EXPECT_EQ(t[920], 246);
-  EXPECT_EQ(t[921], 246);
-  EXPECT_EQ(t[1839], 254);
-  EXPECT_EQ(t[1840], 255);
-  EXPECT_EQ(t[4091], 255);
-  for (int i = 1; i < kCompressTableLength; ++i) ASSERT_GE(t[i], t[i - 1]) << i;
-}
-
-TEST(CurveTables, EightBitTables) {
-  EXPECT_EQ(kCurveTables.previewTable[0], 0);
-  EXPECT_EQ(kCurveTables.previewTable[255], 254);
-  EXPECT_EQ(kCurveTables.gainShapeTable[0], 0);
-  EXPECT_EQ(kCurveTables.gainShapeTable[255], 255);
-  for (int i = 1; i < 256; ++i) {
-    EXPECT_GE(kCurveTables.previewTable[i], kCurveTables.previewTable[i - 1]) << i;
-    EXPECT_GE(kCurveTables.gainShapeTable[i], kCurveTables.gainShapeTable[i - 1]) << i;
-  }
+  const auto& k = kCurveTables;
+  ExpectEntries(k.expandTable, {{0, 0}, {2, 1}, {4, 3}, {128, 188}, {255, 1021}});
+  // The knee of compressTable runs from entry 920 to 255 at 1840.
+  ExpectEntries(k.compressTable,
+                {{0, 0}, {920, 246}, {921, 246}, {1839, 254}, {1840, 255}, {4091, 255}});
+  EXPECT_TRUE(std::is_sorted(k.expandTable.begin(), k.expandTable.begin() + 256));
+  EXPECT_TRUE(std::is_sorted(k.compressTable.begin(), k.compressTable.end()));
   // Encoded to linear darkens the mid-tones; linear to encoded lifts them.
-  EXPECT_LT(kCurveTables.previewTable[128], 128);
-  EXPECT_GT(kCurveTables.gainShapeTable[128], 128);
+  ExpectEntries(k.previewTable, {{0, 0}, {128, 47}, {255, 254}});
+  ExpectEntries(k.gainShapeTable, {{0, 0}, {128, 205}, {255, 255}});
+  EXPECT_TRUE(std::is_sorted(k.previewTable.begin(), k.previewTable.end()));
+  EXPECT_TRUE(std::is_sorted(k.gainShapeTable.begin(), k.gainShapeTable.end()));
 }
 
-TEST(PositionGain, CentreAndSymmetry) {
-  std::vector<uint8_t> table(kPositionGainBytes);
-  BuildPositionGainTable(table.data(), 1);
-  const auto at = [&](int row, int column) { return table[row * kPositionGainColumns + column]; };
-  EXPECT_EQ(at(127, 255), 150);
-  EXPECT_EQ(at(127, 256), 150);
-  EXPECT_EQ(at(128, 255), 150);
-  EXPECT_EQ(at(128, 256), 150);
-  for (int r = 0; r < 128; r += 9) {
-    for (int s = 0; s < 256; s += 13) {
-      EXPECT_EQ(at(128 + r, 256 + s), at(127 - r, 255 - s));
-      EXPECT_EQ(at(128 + r, 256 + s), at(127 - r, 256 + s));
+TEST(PositionGain, CentreEdgesAndSymmetry) {
+  std::vector<std::vector<uint8_t>> t(3, std::vector<uint8_t>(kPositionGainBytes));
+  const int selectors[3] = {1, 7, 0};  // 7 is outside the table: radius of 0, gain 50
+  for (int k = 0; k < 3; ++k) BuildPositionGainTable(t[k].data(), selectors[k]);
+  const auto at = [&](int k, int r, int c) { return t[k][r * kPositionGainColumns + c]; };
+  // Row, column, then the gain for selectors 1, 7 and 0. Rows step twice as
+  // fast as columns.
+  const int probes[][5] = {{128, 256, 150, 50, 200},
+                           {255, 511, 233, 61, 246},
+                           {255, 256, 186, 55, 221},
+                           {128, 511, 187, 55, 222}};
+  for (const auto& p : probes) {
+    for (int k = 0; k < 3; ++k) EXPECT_EQ(at(k, p[0], p[1]), p[2 + k]) << p[0] << "," << p[1];
+  }
+  // Each value is stored mirrored about the centre rows and columns.
+  for (int r = 0; r < kPositionGainRows; ++r) {
+    for (int c = 0; c < kPositionGainColumns; ++c) {
+      ASSERT_EQ(at(0, r, c), at(0, kPositionGainRows - 1 - r, c)) << r << "," << c;
+      ASSERT_EQ(at(0, r, c), at(0, r, kPositionGainColumns - 1 - c)) << r << "," << c;
     }
   }
-  // Gains grow toward the edges (rows faster than columns).
-  EXPECT_GT(at(255, 256), at(128, 256 + 127));
-  EXPECT_GT(at(128, 511), at(128, 256));
-}
-
-TEST(PositionGain, SelectorOutsideTheTableUsesRadiusZeroAndGainFifty) {
-  std::vector<uint8_t> seven(kPositionGainBytes), zero(kPositionGainBytes);
-  BuildPositionGainTable(seven.data(), 7);
-  BuildPositionGainTable(zero.data(), 0);
-  EXPECT_EQ(seven[127 * kPositionGainColumns + 255], 50);
-  EXPECT_EQ(zero[127 * kPositionGainColumns + 255], 200);
-  // Same radius: the profiles match up to the gain ratio 1/4.
-  const int edge = 255 * kPositionGainColumns + 511;
-  EXPECT_NEAR(seven[edge], zero[edge] / 4.0, 1.0);
-}
-
-TEST(PositionGain, ContextBuildsItsTableFromTheDefaultSelector) {
-  const Camera cam;
-  ASSERT_TRUE(cam.positionGain);
-  EXPECT_EQ(cam.positionGain[128 * kPositionGainColumns + 256], 150);
+  const Camera cam;  // built from the default selector 1
+  EXPECT_TRUE(std::equal(t[0].begin(), t[0].end(), cam.positionGain.get()));
 }
 
 }  // namespace
