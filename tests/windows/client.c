@@ -1,13 +1,14 @@
-/* A capture application's view of vobrex32: load the library by name,
- * resolve every call by its exported name, call each through a pointer of the
- * standard calling convention, and convert generated raw frames through every
- * path with several settings. Every result goes to a file of its own in the
- * current directory; the same source built for Windows (run under Wine) and
- * for Linux must write identical files.
- *
- * Usage: client [library]   (default: vobrex32.dll beside the program)
- * Exit status: 0 when the library loaded, every name resolved and no call
- * disturbed the stack; 1 otherwise. Conversion results are not judged here. */
+// A capture application's view of vobrex32: load the library by name,
+// resolve every call by its exported name, call each through a pointer of the
+// standard calling convention, and convert generated raw frames through every
+// path with several settings. Every result goes to a file of its own in the
+// current directory; the same source built for Windows (run under Wine) and
+// for Linux must write identical files.
+//
+// Usage: client [library]   (default: vobrex32.dll beside the program)
+// Exit status: 0 when the library loaded, every name resolved and no call
+// disturbed the stack; 1 otherwise. Conversion results are not judged here.
+#include <stddef.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -16,73 +17,61 @@
 #include "client_platform.h"
 #include "vobrex32.h"
 
-/* ---- The calls, as an application declares them ---------------------- */
+// ---- The calls, as an application declares them ----------------------
+// Each export: its field below, its exported name, its result and
+// parameters, the bytes of arguments the callee pops, and whether the
+// result comes back on the x87 stack.
+#define CLIENT_EXPORTS(X)                                                                         \
+  X(VobrexInit, "_VobrexInit@0", int, (void), 0, 0)                                               \
+  X(VobrexExit, "_VobrexExit@0", int, (void), 0, 0)                                               \
+  X(SetModes, "_SetModes@4", void, (const CameraModes*), 4, 0)                                    \
+  X(GetModes, "_GetModes@4", void, (CameraModes*), 4, 0)                                          \
+  X(SetResolution, "_SetResolution@8", void, (int, int), 8, 0)                                    \
+  X(SetMotionResolution, "_SetMotionResolution@4", void, (int), 4, 0)                             \
+  X(GetImageSize, "_GetImageSize@12", int, (int*, int*, int*), 12, 0)                             \
+  X(SetOption, "_SetOption@8", int, (int, int), 8, 0)                                             \
+  X(SetOrientation, "_SetOrientation@4", int, (int), 4, 0)                                        \
+  X(SetWbFactors, "_SetWbFactors@24", void, (double, double, double), 24, 0)                      \
+  X(SetFocusFactors, "_SetFocusFactors@8", void, (int, int), 8, 0)                                \
+  X(SetCBFactors, "_SetCBFactors@24", void, (int, int, int, int, int, int), 24, 0)                \
+  X(SetFocusCoord, "_SetFocusCoord@8", void, (int, int), 8, 0)                                    \
+  X(FocusIndication, "_FocusIndication@0", double, (void), 0, 1)                                  \
+  X(WbSemiFactors, "_WbSemiFactors@0", int*, (void), 0, 0)                                        \
+  X(WbSemiFactorsRestore, "_WbSemiFactorsRestore@28", void, (int, int, int, int, int, int, int),  \
+    28, 0)                                                                                        \
+  X(SetRGBratio, "_SetRGBratio@12", int, (unsigned short, unsigned short, unsigned short), 12, 0) \
+  X(GetRGBratio, "_GetRGBratio@12", int, (int*, int*, int*), 12, 0)                               \
+  X(AdjustColorGain, "_AdjustColorGain@8", int, (int, int), 8, 0)                                 \
+  X(GetSharpness, "?GetSharpness@@YGEXZ", unsigned char, (void), 0, 0)                            \
+  X(ReadPreviewImage, "ReadPreviewImage", int, (HGLOBAL*, HGLOBAL*), 8, 0)                        \
+  X(ReadCamImage, "ReadCamImage", int, (HGLOBAL*), 4, 0)                                          \
+  X(VX_CCDtoRGB, "_VX_CCDtoRGB@8", int, (uint8_t*, uint8_t*), 8, 0)                               \
+  X(GetVFWImage, "_GetVFWImage@12", int, (const uint8_t*, uint8_t*, int), 12, 0)
 
 typedef struct Api {
-  int(CLIENT_STDCALL* VobrexInit)(void);
-  int(CLIENT_STDCALL* VobrexExit)(void);
-  void(CLIENT_STDCALL* SetModes)(const CameraModes*);
-  void(CLIENT_STDCALL* GetModes)(CameraModes*);
-  void(CLIENT_STDCALL* SetResolution)(int, int);
-  void(CLIENT_STDCALL* SetMotionResolution)(int);
-  int(CLIENT_STDCALL* GetImageSize)(int*, int*, int*);
-  int(CLIENT_STDCALL* SetOption)(int, int);
-  int(CLIENT_STDCALL* SetOrientation)(int);
-  void(CLIENT_STDCALL* SetWbFactors)(double, double, double);
-  void(CLIENT_STDCALL* SetFocusFactors)(int, int);
-  void(CLIENT_STDCALL* SetCBFactors)(int, int, int, int, int, int);
-  void(CLIENT_STDCALL* SetFocusCoord)(int, int);
-  double(CLIENT_STDCALL* FocusIndication)(void);
-  int*(CLIENT_STDCALL* WbSemiFactors)(void);
-  void(CLIENT_STDCALL* WbSemiFactorsRestore)(int, int, int, int, int, int, int);
-  int(CLIENT_STDCALL* SetRGBratio)(unsigned short, unsigned short, unsigned short);
-  int(CLIENT_STDCALL* GetRGBratio)(int*, int*, int*);
-  int(CLIENT_STDCALL* AdjustColorGain)(int, int);
-  unsigned char(CLIENT_STDCALL* GetSharpness)(void);
-  int(CLIENT_STDCALL* ReadPreviewImage)(HGLOBAL*, HGLOBAL*);
-  int(CLIENT_STDCALL* VX_CCDtoRGB)(uint8_t*, uint8_t*);
-  int(CLIENT_STDCALL* ReadCamImage)(HGLOBAL*);
-  int(CLIENT_STDCALL* GetVFWImage)(const uint8_t*, uint8_t*, int);
+#define CLIENT_FIELD(field, name, result, parameters, bytes, x87) \
+  result(CLIENT_STDCALL* field) parameters;
+  CLIENT_EXPORTS(CLIENT_FIELD)
+#undef CLIENT_FIELD
 } Api;
 
 static Api api;
 
-/* The export table: name, bytes of arguments the callee pops, and whether
- * the result comes back on the x87 stack. */
 typedef struct Export {
   const char* name;
+  size_t field;
   int argumentBytes;
   int returnsDouble;
 } Export;
 
-/* clang-format off */
-static const Export kExports[24] = {
-    {"_VobrexInit@0", 0, 0},
-    {"_VobrexExit@0", 0, 0},
-    {"_SetModes@4", 4, 0},
-    {"_GetModes@4", 4, 0},
-    {"_SetResolution@8", 8, 0},
-    {"_SetMotionResolution@4", 4, 0},
-    {"_GetImageSize@12", 12, 0},
-    {"_SetOption@8", 8, 0},
-    {"_SetOrientation@4", 4, 0},
-    {"_SetWbFactors@24", 24, 0},
-    {"_SetFocusFactors@8", 8, 0},
-    {"_SetCBFactors@24", 24, 0},
-    {"_SetFocusCoord@8", 8, 0},
-    {"_FocusIndication@0", 0, 1},
-    {"_WbSemiFactors@0", 0, 0},
-    {"_WbSemiFactorsRestore@28", 28, 0},
-    {"_SetRGBratio@12", 12, 0},
-    {"_GetRGBratio@12", 12, 0},
-    {"_AdjustColorGain@8", 8, 0},
-    {"?GetSharpness@@YGEXZ", 0, 0},
-    {"ReadPreviewImage", 8, 0},
-    {"ReadCamImage", 4, 0},
-    {"_VX_CCDtoRGB@8", 8, 0},
-    {"_GetVFWImage@12", 12, 0},
+static const Export kExports[] = {
+#define CLIENT_ENTRY(field, name, result, parameters, bytes, x87) \
+  {name, offsetof(Api, field), bytes, x87},
+    CLIENT_EXPORTS(CLIENT_ENTRY)
+#undef CLIENT_ENTRY
 };
-/* clang-format on */
+enum { kExportCount = sizeof kExports / sizeof kExports[0] };
+_Static_assert(kExportCount == 24, "every export of vobrex32 is called");
 
 static int faults = 0;
 
@@ -91,19 +80,23 @@ static void Fault(const char* what, const char* detail) {
   ++faults;
 }
 
-/* ---- Stack discipline -------------------------------------------------
- * On 32-bit x86 a callee that does not pop its arguments, or pops the wrong
- * number of bytes, leaves the stack pointer moved after the call. Every call
- * is bracketed by two readings of the stack pointer; the probe below also
- * measures, for each export, how many argument bytes it pops. */
+// ---- Stack discipline -------------------------------------------------
+// On 32-bit x86 a callee that does not pop its arguments, or pops the wrong
+// number of bytes, leaves the stack pointer moved after the call. Every call
+// is bracketed by two readings of the stack pointer; the probe below also
+// measures, for each export, how many argument bytes it pops.
 
 #if defined(_WIN32) && defined(__i386__)
 #define CLIENT_CHECKS_STACK 1
-#define READ_STACK_POINTER(v) __asm__ volatile("movl %%esp, %0" : "=r"(v))
+static inline __attribute__((always_inline)) uintptr_t StackPointer(void) {
+  uintptr_t sp;
+  __asm__ volatile("movl %%esp, %0" : "=r"(sp));
+  return sp;
+}
 
-/* int ProbeArgumentBytes(void* call, int argumentBytes, int returnsDouble):
- * pushes argumentBytes of zeros, calls, and returns how many of those bytes
- * the callee left on the stack (0 for a correct stdcall callee). */
+// int ProbeArgumentBytes(void* call, int argumentBytes, int returnsDouble):
+// pushes argumentBytes of zeros, calls, and returns how many of those bytes
+// the callee left on the stack (0 for a correct stdcall callee).
 int __cdecl ProbeArgumentBytes(void* call, int argumentBytes, int returnsDouble);
 __asm__(
     ".text\n"
@@ -140,61 +133,15 @@ static __attribute__((noinline)) int __stdcall StdcallPair(int a, int b) {
 }
 static __attribute__((noinline)) int __cdecl CdeclPair(int a, int b) { return pairSink = a + b; }
 
-#else
-#define CLIENT_CHECKS_STACK 0
-#define READ_STACK_POINTER(v) ((v) = 0)
-#endif
-
-static int StackMoved(const char* call, uintptr_t before, uintptr_t after) {
-  char detail[96];
-  if (before == after) return 0;
-  snprintf(detail, sizeof detail, "stack pointer moved by %ld bytes",
-           (long)((intptr_t)after - (intptr_t)before));
-  Fault(call, detail);
-  return 1;
-}
-
-/* CALL(fn, args...) calls api.fn and yields its result; CALL_VOID for calls
- * without one. Arguments must be plain expressions (no calls of their own). */
-#define CALL(fn, ...)                                         \
-  __extension__({                                             \
-    volatile uintptr_t sp0_, sp1_;                            \
-    uintptr_t spr_;                                           \
-    READ_STACK_POINTER(spr_);                                 \
-    sp0_ = spr_;                                              \
-    __typeof__(api.fn(__VA_ARGS__)) r_ = api.fn(__VA_ARGS__); \
-    READ_STACK_POINTER(spr_);                                 \
-    sp1_ = spr_;                                              \
-    StackMoved(#fn, sp0_, sp1_);                              \
-    r_;                                                       \
-  })
-#define CALL_VOID(fn, ...)         \
-  do {                             \
-    volatile uintptr_t sp0_, sp1_; \
-    uintptr_t spr_;                \
-    READ_STACK_POINTER(spr_);      \
-    sp0_ = spr_;                   \
-    api.fn(__VA_ARGS__);           \
-    READ_STACK_POINTER(spr_);      \
-    sp1_ = spr_;                   \
-    StackMoved(#fn, sp0_, sp1_);   \
-  } while (0)
-
-#if CLIENT_CHECKS_STACK
-/* The checks themselves must catch a mismatch: a cdecl function called as
- * stdcall leaves its arguments behind, and the probe sees both kinds. The
- * client is built with frame pointers, which restore the stack when this
- * function returns. */
+// The checks themselves must catch a mismatch: a cdecl function called as
+// stdcall leaves its arguments behind, and the probe sees both kinds. The
+// client is built with frame pointers, which restore the stack when this
+// function returns.
 static __attribute__((noinline)) int MismatchNoticed(void) {
   int(__stdcall* volatile wrong)(int, int) = (int(__stdcall*)(int, int))(void (*)(void))CdeclPair;
-  volatile uintptr_t sp0, sp1;
-  uintptr_t sp;
-  READ_STACK_POINTER(sp);
-  sp0 = sp;
+  volatile uintptr_t before = StackPointer();
   wrong(1, 2);
-  READ_STACK_POINTER(sp);
-  sp1 = sp;
-  return sp0 != sp1;
+  return before != StackPointer();
 }
 
 static void CheckStackChecks(void) {
@@ -203,59 +150,51 @@ static void CheckStackChecks(void) {
   if (ProbeArgumentBytes((void*)CdeclPair, 8, 0) != 8) Fault("probe", "misses a cdecl callee");
   if (!MismatchNoticed()) Fault("stack check", "misses a cdecl callee called as stdcall");
 }
+#else
+#define CLIENT_CHECKS_STACK 0
+static inline uintptr_t StackPointer(void) { return 0; }
 #endif
 
-/* ---- Loading ----------------------------------------------------------- */
-
-static void* Resolve(HMODULE module, const char* name) {
-  FARPROC call = GetProcAddress(module, name);
-  void* pointer;
-  if (call == NULL) {
-    Fault("GetProcAddress", name);
-    return NULL;
-  }
-  memcpy(&pointer, &call, sizeof pointer);
-  return pointer;
+static void StackMoved(const char* call, uintptr_t before, uintptr_t after) {
+  char detail[96];
+  if (before == after) return;
+  snprintf(detail, sizeof detail, "stack pointer moved by %ld bytes",
+           (long)((intptr_t)after - (intptr_t)before));
+  Fault(call, detail);
 }
 
+// CALL(fn, args...) calls api.fn and yields its result; CALL_VOID for calls
+// without one. Arguments must be plain expressions (no calls of their own).
+#define CHECKED(name, call)                      \
+  __extension__({                                \
+    volatile uintptr_t before_ = StackPointer(); \
+    __typeof__(call) result_ = call;             \
+    StackMoved(name, before_, StackPointer());   \
+    result_;                                     \
+  })
+#define CALL(fn, ...) CHECKED(#fn, api.fn(__VA_ARGS__))
+#define CALL_VOID(fn, ...) ((void)CHECKED(#fn, (api.fn(__VA_ARGS__), 0)))
+
+// ---- Loading -----------------------------------------------------------
+
 static int ResolveAll(HMODULE module) {
-  void* calls[24];
   int i;
-  for (i = 0; i < 24; ++i) {
-    calls[i] = Resolve(module, kExports[i].name);
-    if (calls[i] == NULL) return 0;
+  for (i = 0; i < kExportCount; ++i) {
+    FARPROC call = GetProcAddress(module, kExports[i].name);
+    if (call == NULL) {
+      Fault("GetProcAddress", kExports[i].name);
+      return 0;
+    }
+    memcpy((char*)&api + kExports[i].field, &call, sizeof call);
   }
-#define TAKE(field, index) memcpy(&api.field, &calls[index], sizeof api.field)
-  TAKE(VobrexInit, 0);
-  TAKE(VobrexExit, 1);
-  TAKE(SetModes, 2);
-  TAKE(GetModes, 3);
-  TAKE(SetResolution, 4);
-  TAKE(SetMotionResolution, 5);
-  TAKE(GetImageSize, 6);
-  TAKE(SetOption, 7);
-  TAKE(SetOrientation, 8);
-  TAKE(SetWbFactors, 9);
-  TAKE(SetFocusFactors, 10);
-  TAKE(SetCBFactors, 11);
-  TAKE(SetFocusCoord, 12);
-  TAKE(FocusIndication, 13);
-  TAKE(WbSemiFactors, 14);
-  TAKE(WbSemiFactorsRestore, 15);
-  TAKE(SetRGBratio, 16);
-  TAKE(GetRGBratio, 17);
-  TAKE(AdjustColorGain, 18);
-  TAKE(GetSharpness, 19);
-  TAKE(ReadPreviewImage, 20);
-  TAKE(ReadCamImage, 21);
-  TAKE(VX_CCDtoRGB, 22);
-  TAKE(GetVFWImage, 23);
-#undef TAKE
 #if CLIENT_CHECKS_STACK
-  /* Before VobrexInit every call returns at once, so zeros are safe
-   * arguments; what matters is that each pops exactly its bytes. */
-  for (i = 0; i < 24; ++i) {
-    int left = ProbeArgumentBytes(calls[i], kExports[i].argumentBytes, kExports[i].returnsDouble);
+  // Before VobrexInit every call returns at once, so zeros are safe
+  // arguments; what matters is that each pops exactly its bytes.
+  for (i = 0; i < kExportCount; ++i) {
+    void* call;
+    int left;
+    memcpy(&call, (char*)&api + kExports[i].field, sizeof call);
+    left = ProbeArgumentBytes(call, kExports[i].argumentBytes, kExports[i].returnsDouble);
     if (left != 0) {
       char detail[64];
       snprintf(detail, sizeof detail, "left %d argument bytes on the stack", left);
@@ -266,56 +205,45 @@ static int ResolveAll(HMODULE module) {
   return 1;
 }
 
-/* ---- Raw frames -------------------------------------------------------- */
+// ---- Raw frames --------------------------------------------------------
 
 enum { kMaxRawBytes = 1048576, kSlack = 1024 };
 
-static uint32_t NextRandom(uint32_t* state) {
-  uint32_t x = *state;
-  x ^= x << 13;
-  x ^= x >> 17;
-  x ^= x << 5;
-  *state = x;
-  return x;
-}
+static uint8_t* frame;  // kMaxRawBytes
 
-/* A scene-like frame: shading that differs by colour site and field, blocks
- * of two brightness levels (edges for the sharpening and focus stages) and
- * noise. `harsh` frames use the whole range of sample values instead. */
-static void FillFrame(uint8_t* raw, uint32_t seed, int harsh) {
+// A scene-like frame: shading that differs by colour site and field, blocks
+// of two brightness levels (edges for the sharpening and focus stages) and
+// noise. `harsh` frames use the whole range of sample values instead.
+static void FillFrame(uint32_t seed, int harsh) {
   uint32_t state = seed * 2654435761u + 0x9E3779B9u;
   size_t i;
   if (state == 0) state = 1;
   for (i = 0; i < kMaxRawBytes; ++i) {
-    const int block = (int)(i >> 18);
-    const int line = (int)((i >> 9) & 511);
-    const int column = (int)(i & 511);
+    const int block = (int)(i >> 18), line = (int)((i >> 9) & 511), column = (int)(i & 511);
     const int site = ((line >> 8) << 1) | (column & 1);
     int value;
+    state ^= state << 13;  // xorshift
+    state ^= state >> 17;
+    state ^= state << 5;
     if (harsh) {
-      value = (int)(NextRandom(&state) & 255);
+      value = (int)(state & 255);
     } else {
       value = 30 + site * 25 + ((column + 2 * line + 17 * block + (int)(seed % 97)) % 160) / 2;
       if (((column / 64) + (line / 32)) & 1) value += 45;
-      value += (int)(NextRandom(&state) % 33) - 16;
+      value += (int)(state % 33) - 16;
     }
-    raw[i] = (uint8_t)(value < 0 ? 0 : value > 255 ? 255 : value);
+    frame[i] = (uint8_t)(value < 0 ? 0 : value > 255 ? 255 : value);
   }
 }
 
-static uint64_t Fnv1a(const uint8_t* bytes, size_t count) {
-  uint64_t hash = 14695981039346656037ull;
-  size_t i;
-  for (i = 0; i < count; ++i) hash = (hash ^ bytes[i]) * 1099511628211ull;
-  return hash;
-}
+// ---- Results -----------------------------------------------------------
 
-/* ---- Results ----------------------------------------------------------- */
+static int caseNumber = 0;
 
-static FILE* OpenRecord(int number, const char* name) {
+static FILE* OpenRecord(const char* name) {
   char path[128];
   FILE* file;
-  snprintf(path, sizeof path, "%03d_%s.bin", number, name);
+  snprintf(path, sizeof path, "%03d_%s.bin", ++caseNumber, name);
   file = fopen(path, "wb");
   if (file == NULL) Fault("fopen", path);
   return file;
@@ -328,24 +256,42 @@ static void Put(FILE* file, const void* bytes, size_t count) {
 
 static void PutInt(FILE* file, int32_t value) { Put(file, &value, sizeof value); }
 
-/* The state the setters and getters report after a conversion. */
-static void PutState(FILE* file) {
+// The FNV-1a hash of `count` bytes: what a call left of a raw frame.
+static void PutHash(FILE* file, const uint8_t* bytes, size_t count) {
+  uint64_t hash = 14695981039346656037ull;
+  size_t i;
+  for (i = 0; i < count; ++i) hash = (hash ^ bytes[i]) * 1099511628211ull;
+  Put(file, &hash, sizeof hash);
+}
+
+static void PutBlock(FILE* file, HGLOBAL block, size_t count, int hashed) {
+  const uint8_t* bytes = (const uint8_t*)GlobalLock(block);
+  if (hashed) {
+    PutHash(file, bytes, count);
+  } else {
+    Put(file, bytes, count);
+  }
+  GlobalUnlock(block);
+}
+
+static CameraModes CurrentModes(void) {
   CameraModes modes;
-  int width = 0, height = 0, bytes = 0, r = 0, g = 0, b = 0;
+  memset(&modes, 0, sizeof modes);
+  CALL_VOID(GetModes, &modes);
+  return modes;
+}
+
+// The state the setters and getters report after a conversion.
+static void PutState(FILE* file) {
+  const CameraModes modes = CurrentModes();
+  int32_t sizes[6] = {0, 0, 0, 0, 0, 0};  // width, height, bytes; r, g, b
   double focus;
   unsigned char sharpness;
   int* semi;
-  memset(&modes, 0, sizeof modes);
-  CALL_VOID(GetModes, &modes);
   Put(file, &modes, sizeof modes);
-  CALL(GetImageSize, &width, &height, &bytes);
-  PutInt(file, width);
-  PutInt(file, height);
-  PutInt(file, bytes);
-  CALL(GetRGBratio, &r, &g, &b);
-  PutInt(file, r);
-  PutInt(file, g);
-  PutInt(file, b);
+  CALL(GetImageSize, &sizes[0], &sizes[1], &sizes[2]);
+  CALL(GetRGBratio, &sizes[3], &sizes[4], &sizes[5]);
+  Put(file, sizes, sizeof sizes);
   focus = CALL(FocusIndication);
   Put(file, &focus, sizeof focus);
   sharpness = CALL(GetSharpness);
@@ -357,123 +303,72 @@ static void PutState(FILE* file) {
   }
 }
 
-static CameraModes CurrentModes(void) {
-  CameraModes modes;
-  memset(&modes, 0, sizeof modes);
-  CALL_VOID(GetModes, &modes);
-  return modes;
-}
+// ---- The conversion paths ----------------------------------------------
 
-/* ---- The conversion paths ---------------------------------------------- */
+enum Path { kPreview = 100, kPlain, kStill, kVideo };
 
-static uint8_t* frame; /* kMaxRawBytes */
-static int caseNumber = 0;
-
-static void Preview(const char* name, uint32_t seed, int harsh) {
+// One frame through one path: ReadPreviewImage and ReadCamImage on global
+// blocks, VX_CCDtoRGB and GetVFWImage on plain buffers with spare bytes.
+static void Convert(const char* name, int path, uint32_t seed, int harsh, int code) {
   const CameraModes modes = CurrentModes();
-  const size_t imageBlockBytes = 54 + modes.imageBytes + kSlack;
-  HGLOBAL raw = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, kMaxRawBytes);
-  HGLOBAL image = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, imageBlockBytes);
-  FILE* file = OpenRecord(++caseNumber, name);
-  uint8_t* bytes;
-  int result;
-  if (raw == NULL || image == NULL) {
-    Fault("GlobalAlloc", name);
+  FILE* file = OpenRecord(name);
+  FillFrame(seed, harsh);
+  if (path == kPlain || path == kVideo) {
+    const size_t count = modes.imageBytes + kSlack;
+    uint8_t* pixels = (uint8_t*)calloc(count, 1);
+    if (path == kPlain) {
+      PutInt(file, CALL(VX_CCDtoRGB, frame, pixels));
+    } else {
+      PutInt(file, CALL(GetVFWImage, frame, pixels, code));
+    }
+    Put(file, pixels, count);
+    PutHash(file, frame, kMaxRawBytes);
+    free(pixels);
   } else {
-    FillFrame(frame, seed, harsh);
-    memcpy(GlobalLock(raw), frame, kMaxRawBytes);
-    GlobalUnlock(raw);
-    result = CALL(ReadPreviewImage, &image, &raw);
-    if (result == 0) { /* a failed conversion leaves both blocks locked */
+    const size_t imageBytes = 54 + modes.imageBytes + kSlack;
+    HGLOBAL raw = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, kMaxRawBytes), original = raw;
+    HGLOBAL image =
+        path == kPreview ? GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, imageBytes) : NULL;
+    int result;
+    if (raw == NULL || (path == kPreview && image == NULL)) {
+      Fault("GlobalAlloc", name);
+    } else {
+      memcpy(GlobalLock(raw), frame, kMaxRawBytes);
       GlobalUnlock(raw);
-      GlobalUnlock(image);
+      if (path == kPreview) {
+        result = CALL(ReadPreviewImage, &image, &raw);
+        if (result == 0) GlobalUnlock(image);  // a failed conversion leaves both blocks locked
+      } else {
+        result = CALL(ReadCamImage, &raw);
+      }
+      if (result == 0) GlobalUnlock(raw);
+      PutInt(file, result);
+      PutInt(file, raw != original);
+      if (path == kPreview) {
+        PutBlock(file, image, imageBytes, 0);
+        PutBlock(file, raw, kMaxRawBytes, 1);
+      } else if (result != 0 && raw != original) {
+        // The new block: header, pixels, and 1024 spare bytes for output format 2.
+        PutBlock(file, raw, 54 + modes.imageBytes + (modes.outputFormat == 2 ? 1024 : 0), 0);
+      }
     }
-    PutInt(file, result);
-    bytes = (uint8_t*)GlobalLock(image);
-    Put(file, bytes, imageBlockBytes);
-    GlobalUnlock(image);
-    bytes = (uint8_t*)GlobalLock(raw);
-    {
-      const uint64_t hash = Fnv1a(bytes, kMaxRawBytes);
-      Put(file, &hash, sizeof hash);
-    }
-    GlobalUnlock(raw);
-  }
-  PutState(file);
-  if (file != NULL) fclose(file);
-  if (raw != NULL) GlobalFree(raw);
-  if (image != NULL) GlobalFree(image);
-}
-
-static void PreviewPlain(const char* name, uint32_t seed) {
-  const CameraModes modes = CurrentModes();
-  const size_t pixelBytes = modes.imageBytes + kSlack;
-  uint8_t* pixels = (uint8_t*)calloc(pixelBytes, 1);
-  FILE* file = OpenRecord(++caseNumber, name);
-  int result;
-  FillFrame(frame, seed, 0);
-  result = CALL(VX_CCDtoRGB, frame, pixels);
-  PutInt(file, result);
-  Put(file, pixels, pixelBytes);
-  {
-    const uint64_t hash = Fnv1a(frame, kMaxRawBytes);
-    Put(file, &hash, sizeof hash);
-  }
-  PutState(file);
-  if (file != NULL) fclose(file);
-  free(pixels);
-}
-
-static void Still(const char* name, uint32_t seed, int harsh) {
-  const CameraModes modes = CurrentModes();
-  const size_t imageBlockBytes = 54 + modes.imageBytes + (modes.outputFormat == 2 ? 1024 : 0);
-  HGLOBAL block = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, kMaxRawBytes);
-  HGLOBAL original = block;
-  FILE* file = OpenRecord(++caseNumber, name);
-  int result;
-  if (block == NULL) {
-    Fault("GlobalAlloc", name);
-  } else {
-    FillFrame(frame, seed, harsh);
-    memcpy(GlobalLock(block), frame, kMaxRawBytes);
-    GlobalUnlock(block);
-    result = CALL(ReadCamImage, &block);
-    PutInt(file, result);
-    PutInt(file, block != original);
-    if (result != 0 && block != original) {
-      uint8_t* bytes = (uint8_t*)GlobalLock(block);
-      Put(file, bytes, imageBlockBytes);
-      GlobalUnlock(block);
-    } else if (result == 0) {
-      GlobalUnlock(block); /* a failed conversion leaves the raw block locked */
-    }
-    GlobalFree(block);
+    if (raw != NULL) GlobalFree(raw);
+    if (image != NULL) GlobalFree(image);
   }
   PutState(file);
   if (file != NULL) fclose(file);
 }
 
-static void Video(const char* name, uint32_t seed, int code) {
-  const CameraModes modes = CurrentModes();
-  const size_t pixelBytes = modes.imageBytes + kSlack;
-  uint8_t* pixels = (uint8_t*)calloc(pixelBytes, 1);
-  FILE* file = OpenRecord(++caseNumber, name);
-  int result;
-  FillFrame(frame, seed, 0);
-  result = CALL(GetVFWImage, frame, pixels, code);
-  PutInt(file, result);
-  Put(file, pixels, pixelBytes);
-  PutState(file);
-  if (file != NULL) fclose(file);
-  free(pixels);
+// Selects a still code; 11 and 21 have no setter and go in through the
+// whole settings record, after the resolution that shares their read-out.
+static void SelectStill(int code, int subMode) {
+  CALL_VOID(SetResolution, code == 11 ? 13 : code == 21 ? 23 : code, subMode);
+  if (code == 11 || code == 21) {
+    CameraModes modes = CurrentModes();
+    modes.resolution = (uint8_t)code;
+    CALL_VOID(SetModes, &modes);
+  }
 }
-
-/* ---- Sessions ------------------------------------------------------------
- * Each group of cases runs between its own VobrexInit and VobrexExit, so
- * that the state carried from frame to frame is the same on every run. */
-
-static const int kMotionModes[] = {0, 1, 2, 51, 52, 53, 54, 55, 56, 57, 58};
-enum { kMotionModeCount = sizeof kMotionModes / sizeof kMotionModes[0] };
 
 static void Begin(void) {
   if (CALL(VobrexInit) != 1) Fault("VobrexInit", "did not bring the library up");
@@ -483,269 +378,140 @@ static void End(void) {
   if (CALL(VobrexExit) != 1) Fault("VobrexExit", "did not report the library up");
 }
 
-static void Option(int letter, int value) { CALL(SetOption, letter, value); }
+// ---- Sessions ------------------------------------------------------------
+// Each session runs its steps between its own VobrexInit and VobrexExit, so
+// that the state carried from frame to frame is the same on every run. A
+// step is a setter with its arguments (white-balance factors in hundredths)
+// or a conversion: {kPreview or kPlain, {motion mode, harsh}}, {kStill,
+// {code, sub-mode, harsh}}, {kVideo, {code, sub-mode, narrow}} (narrow: no
+// widening and white balance), or {kEveryMode, {path, stride, harsh every}}
+// through the motion read-outs.
 
-static void PreviewSessions(void) {
+enum Setter { kDone, kOption, kOrientation, kCBFactors, kFocusFactors, kWbFactors, kFocusCoord };
+enum { kEveryMode = kVideo + 1 };
+
+typedef struct Step {
+  int op;
+  int v[6];
+} Step;
+
+typedef struct Session {
+  const char* label;
+  Step steps[24];
+} Session;
+
+// clang-format off
+#define OPTION(letter, value) {kOption, {letter, value}}
+#define ORIENTATION(code) {kOrientation, {code}}
+
+static const Session kSessions[] = {
+    {"preview_colour", {OPTION('l', 1), OPTION('k', 51), {kEveryMode, {kPreview, 1, 0}}}},
+    {"preview_grey_mirror", {OPTION('l', 0), OPTION('k', 50), ORIENTATION(1),
+                             {kEveryMode, {kPreview, 1, 3}}}},
+    // Spare bytes, no header, both flags, tone curve, light sharpening.
+    {"preview_plain", {OPTION('l', 2), OPTION('k', 52), ORIENTATION(4),
+                       {kCBFactors, {20, -10, 80, 3, 1, 5}}, {kFocusFactors, {1, 0}},
+                       {kEveryMode, {kPlain, 1, 0}}, OPTION('l', 1), ORIENTATION(1),
+                       {kEveryMode, {kPlain, 2, 0}}}},
+    // White balance on the raw samples; manual factors with the gain by
+    // sensor position; the focus measurement.
+    {"preview_balance", {OPTION('l', 1), OPTION('h', 1), {kPreview, {0}}, {kPreview, {51}},
+                         {kPreview, {2, 1}}, OPTION('h', 0), OPTION('i', 1),
+                         {kWbFactors, {125, 100, 80}}, {kPreview, {0}}, {kPreview, {1}},
+                         {kPreview, {54}}, OPTION('i', 0), {kWbFactors, {100, 100, 100}},
+                         OPTION('r', 1), {kFocusCoord, {100, 80}}, {kPreview, {0}},
+                         {kPreview, {0}}, {kFocusCoord, {700, 2}}, {kPreview, {51}},
+                         {kPreview, {1}}}},
+    // Automatic white balance on the image: the first frame after start-up
+    // always re-estimates; with option 't' every frame does, so no case
+    // depends on how fast the frames follow each other.
+    {"preview_autowb", {OPTION('l', 1), OPTION('h', 1), {kFocusFactors, {1, 0}}, {kPreview, {1}},
+                        OPTION('t', 1), {kPreview, {1}}, {kPreview, {1, 1}}}},
+    // Semi-automatic: measure a white target over three frames, then convert
+    // with the measured reference.
+    {"preview_semi", {OPTION('l', 1), OPTION('h', 2), OPTION('t', 1), {kPreview, {55}},
+                      {kPreview, {55}}, {kPreview, {51}}, OPTION('t', 0), {kPreview, {0}}}},
+    // Defaults: colour behind both headers, every code, every size.
+    {"still", {{kStill, {10}}, {kStill, {11}}, {kStill, {13}}, {kStill, {20}}, {kStill, {21}},
+               {kStill, {23}}, {kStill, {40}}, {kStill, {13, 1}}, {kStill, {23, 1}},
+               {kStill, {40, 1}}, {kStill, {13, 2}}, {kStill, {23, 2}}, {kStill, {40, 2}}}},
+    // The still filters, pair smoothing, sharpening, defect repair, the tone
+    // curve, mirrored; then the sharpening with the shift option.
+    {"still_filters", {OPTION('u', 1), OPTION('v', 1), {kFocusFactors, {1, 1}},
+                       {kCBFactors, {-15, 12, 140, 1, 4, 2}}, ORIENTATION(1), {kStill, {13, 0}},
+                       {kStill, {13, 1, 1}}, {kStill, {23, 0}}, {kStill, {40, 2}}, OPTION('u', 0),
+                       OPTION('p', 1), {kStill, {11, 0}}, {kStill, {40, 1}}}},
+    // Automatic white balance, grey, information header only, flipped; then
+    // a white-balance-only frame.
+    {"still_autowb", {OPTION('h', 1), OPTION('l', 0), OPTION('k', 50), ORIENTATION(2),
+                      {kStill, {13, 0}}, {kStill, {23, 1}}, {kStill, {40, 2}}, OPTION('l', 1),
+                      {kStill, {10, 0, 1}}, OPTION('t', 1), {kStill, {13, 0}}}},
+    // Grey with spare bytes and no header, manual factors with the gain by
+    // sensor position, sharpening off by option 'g'.
+    {"still_spare", {OPTION('l', 2), OPTION('k', 52), OPTION('i', 1), {kWbFactors, {90, 110, 130}},
+                     {kStill, {13, 2}}, {kStill, {21, 0}}, {kFocusFactors, {1, 0}}, OPTION('g', 0),
+                     {kStill, {40, 1}}}},
+    {"video", {{kVideo, {0}}, {kVideo, {10, 1}}, {kVideo, {11, 1}}, {kVideo, {13, 1}},
+               {kVideo, {20, 1}}, {kVideo, {21, 1}}, {kVideo, {23, 1}}, {kVideo, {40, 2}}}},
+    // Sharpened and mirrored; with and without the widening and white balance.
+    {"video_narrow", {{kFocusFactors, {1, 0}}, ORIENTATION(4), OPTION('h', 1),
+                      {kVideo, {13, 0}}, {kVideo, {13, 0, 1}}, {kVideo, {23, 2, 1}}}},
+};
+// clang-format on
+
+static const int kMotionModes[] = {0, 1, 2, 51, 52, 53, 54, 55, 56, 57, 58};
+enum { kMotionModeCount = sizeof kMotionModes / sizeof kMotionModes[0] };
+
+static void ConvertStep(const char* label, int path, const int* v) {
   char name[64];
-  int i;
-
-  /* Colour with both headers, every motion read-out. */
-  Begin();
-  Option('l', 1);
-  Option('k', 51);
-  for (i = 0; i < kMotionModeCount; ++i) {
-    CALL_VOID(SetMotionResolution, kMotionModes[i]);
-    snprintf(name, sizeof name, "preview_colour_m%d", kMotionModes[i]);
-    Preview(name, 100 + (uint32_t)i, 0);
+  if (path == kPreview || path == kPlain) {
+    CALL_VOID(SetMotionResolution, v[0]);
+    snprintf(name, sizeof name, "%s_m%d", label, v[0]);
+    Convert(name, path, 100 + (uint32_t)caseNumber, path == kPreview && v[1], 0);
+    return;
   }
-  End();
-
-  /* Grey with the information header only, mirrored. */
-  Begin();
-  Option('l', 0);
-  Option('k', 50);
-  CALL(SetOrientation, 1);
-  for (i = 0; i < kMotionModeCount; ++i) {
-    CALL_VOID(SetMotionResolution, kMotionModes[i]);
-    snprintf(name, sizeof name, "preview_grey_mirror_m%d", kMotionModes[i]);
-    Preview(name, 200 + (uint32_t)i, i % 3 == 0);
-  }
-  End();
-
-  /* Grey with spare bytes, no header, both flags, tone curve and light
-   * sharpening; through the plain-pointer call. */
-  Begin();
-  Option('l', 2);
-  Option('k', 52);
-  CALL(SetOrientation, 4);
-  CALL_VOID(SetCBFactors, 20, -10, 80, 3, 1, 5);
-  CALL_VOID(SetFocusFactors, 1, 0);
-  for (i = 0; i < kMotionModeCount; ++i) {
-    CALL_VOID(SetMotionResolution, kMotionModes[i]);
-    snprintf(name, sizeof name, "preview_plain_m%d", kMotionModes[i]);
-    PreviewPlain(name, 300 + (uint32_t)i);
-  }
-  /* Colour through the plain-pointer call, flipped only. */
-  Option('l', 1);
-  CALL(SetOrientation, 1);
-  for (i = 0; i < kMotionModeCount; i += 2) {
-    CALL_VOID(SetMotionResolution, kMotionModes[i]);
-    snprintf(name, sizeof name, "preview_plain_colour_m%d", kMotionModes[i]);
-    PreviewPlain(name, 350 + (uint32_t)i);
-  }
-  End();
-
-  /* White balance on the raw samples, then manual factors with the gain by
-   * sensor position, then the focus measurement. */
-  Begin();
-  Option('l', 1);
-  Option('h', 1);
-  CALL_VOID(SetMotionResolution, 0);
-  Preview("preview_rawwb_m0", 400, 0);
-  CALL_VOID(SetMotionResolution, 51);
-  Preview("preview_rawwb_m51", 401, 0);
-  CALL_VOID(SetMotionResolution, 2);
-  Preview("preview_rawwb_m2", 402, 1);
-  Option('h', 0);
-  Option('i', 1);
-  CALL_VOID(SetWbFactors, 1.25, 1.0, 0.8);
-  CALL_VOID(SetMotionResolution, 0);
-  Preview("preview_factors_m0", 403, 0);
-  CALL_VOID(SetMotionResolution, 1);
-  Preview("preview_factors_m1", 404, 0);
-  CALL_VOID(SetMotionResolution, 54);
-  Preview("preview_factors_m54", 405, 0);
-  Option('i', 0);
-  CALL_VOID(SetWbFactors, 1.0, 1.0, 1.0);
-  Option('r', 1);
-  CALL_VOID(SetFocusCoord, 100, 80);
-  CALL_VOID(SetMotionResolution, 0);
-  Preview("preview_focus_m0_a", 406, 0);
-  Preview("preview_focus_m0_b", 407, 0);
-  CALL_VOID(SetFocusCoord, 700, 2);
-  CALL_VOID(SetMotionResolution, 51);
-  Preview("preview_focus_m51", 408, 0);
-  CALL_VOID(SetMotionResolution, 1);
-  Preview("preview_focus_m1", 409, 0);
-  End();
-
-  /* Automatic white balance on the image. The first frame after start-up
-   * always re-estimates; with option 't' every frame does, so no case
-   * depends on how fast the frames follow each other. */
-  Begin();
-  Option('l', 1);
-  Option('h', 1);
-  CALL_VOID(SetFocusFactors, 1, 0);
-  CALL_VOID(SetMotionResolution, 1);
-  Preview("preview_autowb_first", 500, 0);
-  Option('t', 1);
-  Preview("preview_autowb_each_a", 501, 0);
-  Preview("preview_autowb_each_b", 502, 1);
-  End();
-
-  /* Semi-automatic white balance: measure a white target over three frames,
-   * end the run, convert with the measured reference. */
-  Begin();
-  Option('l', 1);
-  Option('h', 2);
-  Option('t', 1);
-  CALL_VOID(SetMotionResolution, 55);
-  Preview("preview_semi_measure_a", 600, 0);
-  Preview("preview_semi_measure_b", 601, 0);
-  CALL_VOID(SetMotionResolution, 51);
-  Preview("preview_semi_measure_c", 602, 0);
-  Option('t', 0);
-  CALL_VOID(SetMotionResolution, 0);
-  Preview("preview_semi_apply", 603, 0);
-  End();
-}
-
-/* Selects a still code; 11 and 21 have no setter and go in through the
- * whole settings record, after the resolution that shares their read-out. */
-static void SelectStill(int code, int subMode) {
-  if (code == 11 || code == 21) {
-    CameraModes modes;
-    CALL_VOID(SetResolution, code == 11 ? 13 : 23, subMode);
-    modes = CurrentModes();
-    modes.resolution = (uint8_t)code;
-    CALL_VOID(SetModes, &modes);
+  if (v[0] == 0) {
+    CALL_VOID(SetMotionResolution, 0);
   } else {
-    CALL_VOID(SetResolution, code, subMode);
+    SelectStill(v[0], v[1]);
   }
+  if (path == kVideo && v[2]) {
+    CameraModes modes = CurrentModes();
+    modes.vfwWideRange = 0;
+    CALL_VOID(SetModes, &modes);
+  }
+  snprintf(name, sizeof name, "%s_c%d_s%d", label, v[0], v[1]);
+  Convert(name, path, 100 + (uint32_t)caseNumber, path == kStill && v[2], v[0]);
 }
 
-static void StillSessions(void) {
-  static const int kCodes[] = {10, 11, 13, 20, 21, 23, 40};
-  char name[64];
-  int i, sub;
-
-  /* Defaults: colour behind both headers, every code at full size, and the
-   * smaller sizes of 13, 23 and 40. */
-  Begin();
-  for (i = 0; i < (int)(sizeof kCodes / sizeof kCodes[0]); ++i) {
-    SelectStill(kCodes[i], 0);
-    snprintf(name, sizeof name, "still_c%d_s0", kCodes[i]);
-    Still(name, 700 + (uint32_t)i, 0);
-  }
-  for (sub = 1; sub <= 2; ++sub) {
-    SelectStill(13, sub);
-    snprintf(name, sizeof name, "still_c13_s%d", sub);
-    Still(name, 710 + (uint32_t)sub, 0);
-    SelectStill(23, sub);
-    snprintf(name, sizeof name, "still_c23_s%d", sub);
-    Still(name, 720 + (uint32_t)sub, 0);
-    SelectStill(40, sub);
-    snprintf(name, sizeof name, "still_c40_s%d", sub);
-    Still(name, 730 + (uint32_t)sub, 0);
-  }
-  End();
-
-  /* The still filters, pair smoothing, sharpening, defect repair, the tone
-   * curve, mirrored. */
-  Begin();
-  Option('u', 1);
-  Option('v', 1);
-  CALL_VOID(SetFocusFactors, 1, 1);
-  CALL_VOID(SetCBFactors, -15, 12, 140, 1, 4, 2);
-  CALL(SetOrientation, 1);
-  SelectStill(13, 0);
-  Still("still_filters_c13_s0", 800, 0);
-  SelectStill(13, 1);
-  Still("still_filters_c13_s1", 801, 1);
-  SelectStill(23, 0);
-  Still("still_filters_c23_s0", 802, 0);
-  SelectStill(40, 2);
-  Still("still_filters_c40_s2", 803, 0);
-  Option('u', 0);
-  Option('p', 1);
-  SelectStill(11, 0);
-  Still("still_sharpshift_c11_s0", 804, 0);
-  SelectStill(40, 1);
-  Still("still_sharpshift_c40_s1", 805, 0);
-  End();
-
-  /* Automatic white balance, grey, information header only, flipped; then
-   * a white-balance-only frame. */
-  Begin();
-  Option('h', 1);
-  Option('l', 0);
-  Option('k', 50);
-  CALL(SetOrientation, 2);
-  SelectStill(13, 0);
-  Still("still_autowb_grey_c13", 900, 0);
-  SelectStill(23, 1);
-  Still("still_autowb_grey_c23", 901, 0);
-  SelectStill(40, 2);
-  Still("still_autowb_grey_c40", 902, 0);
-  Option('l', 1);
-  SelectStill(10, 0);
-  Still("still_autowb_c10", 903, 1);
-  Option('t', 1);
-  SelectStill(13, 0);
-  Still("still_wbonly_c13", 904, 0);
-  End();
-
-  /* Grey with spare bytes and no header, manual factors with the gain by
-   * sensor position, sharpening off by option 'g'. */
-  Begin();
-  Option('l', 2);
-  Option('k', 52);
-  Option('i', 1);
-  CALL_VOID(SetWbFactors, 0.9, 1.1, 1.3);
-  SelectStill(13, 2);
-  Still("still_spare_c13_s2", 1000, 0);
-  SelectStill(21, 0);
-  Still("still_spare_c21_s0", 1001, 0);
-  CALL_VOID(SetFocusFactors, 1, 0);
-  SelectStill(40, 1);
-  Option('g', 0);
-  Still("still_spare_c40_s1", 1002, 0);
-  End();
-}
-
-static void VideoSessions(void) {
-  static const int kCodes[] = {0, 10, 11, 13, 20, 21, 23, 40};
-  char name[64];
+static void RunSession(const Session* session) {
+  const Step* step;
   int i;
-
   Begin();
-  for (i = 0; i < (int)(sizeof kCodes / sizeof kCodes[0]); ++i) {
-    if (kCodes[i] == 0) {
-      CALL_VOID(SetMotionResolution, 0);
-    } else {
-      SelectStill(kCodes[i], kCodes[i] == 40 ? 2 : 1);
+  for (step = session->steps; step->op != kDone; ++step) {
+    const int* v = step->v;
+    switch (step->op) {
+      case kOption: CALL(SetOption, v[0], v[1]); break;
+      case kOrientation: CALL(SetOrientation, v[0]); break;
+      case kCBFactors: CALL_VOID(SetCBFactors, v[0], v[1], v[2], v[3], v[4], v[5]); break;
+      case kFocusFactors: CALL_VOID(SetFocusFactors, v[0], v[1]); break;
+      case kWbFactors: CALL_VOID(SetWbFactors, v[0] / 100.0, v[1] / 100.0, v[2] / 100.0); break;
+      case kFocusCoord: CALL_VOID(SetFocusCoord, v[0], v[1]); break;
+      case kEveryMode:
+        for (i = 0; i < kMotionModeCount; i += v[1]) {
+          const int mode[2] = {kMotionModes[i], v[2] != 0 && i % v[2] == 0};
+          ConvertStep(session->label, v[0], mode);
+        }
+        break;
+      default: ConvertStep(session->label, step->op, v);
     }
-    snprintf(name, sizeof name, "video_c%d", kCodes[i]);
-    Video(name, 1100 + (uint32_t)i, kCodes[i]);
   }
-  End();
-
-  /* Without the widening and white balance, sharpened, mirrored. */
-  Begin();
-  CALL_VOID(SetFocusFactors, 1, 0);
-  CALL(SetOrientation, 4);
-  Option('h', 1);
-  SelectStill(13, 0);
-  Video("video_wb_c13", 1200, 13);
-  {
-    CameraModes modes = CurrentModes();
-    modes.vfwWideRange = 0;
-    CALL_VOID(SetModes, &modes);
-  }
-  Video("video_narrow_c13", 1201, 13);
-  SelectStill(23, 2);
-  {
-    CameraModes modes = CurrentModes();
-    modes.vfwWideRange = 0;
-    CALL_VOID(SetModes, &modes);
-  }
-  Video("video_narrow_c23", 1202, 23);
   End();
 }
 
-/* The setters without a conversion behind them. */
+// The setters without a conversion behind them, with arguments out of range.
 static void SetterSession(void) {
-  FILE* file = OpenRecord(++caseNumber, "setters");
+  FILE* file = OpenRecord("setters");
   CameraModes modes;
   int i;
   Begin();
@@ -771,6 +537,7 @@ static void SetterSession(void) {
 int main(int argc, char** argv) {
   const char* library = argc > 1 ? argv[1] : CLIENT_DEFAULT_LIBRARY;
   HMODULE module;
+  size_t i;
 
 #if CLIENT_CHECKS_STACK
   CheckStackChecks();
@@ -784,9 +551,7 @@ int main(int argc, char** argv) {
   if (frame == NULL || !ResolveAll(module)) return 1;
 
   SetterSession();
-  PreviewSessions();
-  StillSessions();
-  VideoSessions();
+  for (i = 0; i < sizeof kSessions / sizeof kSessions[0]; ++i) RunSession(&kSessions[i]);
 
   free(frame);
   FreeLibrary(module);
