@@ -2,8 +2,6 @@
 // green estimation, red and blue completion by colour difference.
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <utility>
 #include <vector>
 
 #include "still/still_demosaic.h"
@@ -12,160 +10,87 @@
 namespace vobrex {
 namespace {
 
-// A raw frame addressed by sensor row and column (field = row parity).
-struct RawFrame {
-  std::vector<int16_t> samples = std::vector<int16_t>(kStillFrameSamples, 0);
-  int16_t& At(int row, int column) {
-    return samples[(row % 2) * kFieldSamples + (row / 2) * kStillSide + column];
-  }
-};
+using Samples = std::vector<int16_t>;
 
-struct Planes {
-  std::vector<int16_t> values = std::vector<int16_t>(kStillPlanesAllocation, 0);
-  int At(int plane, int row, int column) const { return values[PlaneIndex(plane, row, column)]; }
-};
-
-// Even sensor rows read G B G B, odd rows R G R G.
-int SiteColour(int row, int column) {
-  if (row % 2 == 0) return column % 2 == 0 ? kGreenPlane : kBluePlane;
-  return column % 2 == 0 ? kRedPlane : kGreenPlane;
-}
-
-Planes Split(const RawFrame& raw, uint32_t optionV) {
-  Planes planes;
-  SplitFields(raw.samples.data(), planes.values.data(), optionV);
-  return planes;
-}
-
-Planes Demosaic(const RawFrame& raw) {
-  Planes planes;
-  DemosaicStill(raw.samples.data(), planes.values.data(), 0);
-  return planes;
-}
-
-// Stripes at pixel pitch: bright odd columns in both fields.
-RawFrame Stripes(int dark, int bright) {
-  RawFrame raw;
-  for (int y = 0; y < kStillSide; ++y) {
-    for (int x = 0; x < kStillSide; ++x) raw.At(y, x) = static_cast<int16_t>(x % 2 ? bright : dark);
-  }
+// A raw frame whose sensor site (row, column) reads f(row, column): field 1
+// carries the even rows, field 2 the odd ones.
+template <class F>
+Samples Frame(F f) {
+  Samples raw(kStillFrameSamples);
+  for (int i = 0; i < kStillFrameSamples; ++i)
+    raw[i] = int16_t(f(i / kStillSide % kFieldLines * 2 + i / kFieldSamples, i % kStillSide));
   return raw;
 }
 
-TEST(SplitFields, PlacesEachSampleAtItsSiteOnly) {
-  RawFrame raw;
-  for (int y = 0; y < kStillSide; ++y) {
-    for (int x = 0; x < kStillSide; ++x) raw.At(y, x) = static_cast<int16_t>(1 + (y * 7 + x) % 97);
-  }
-  const Planes planes = Split(raw, 0);
-  for (int y = 0; y < kStillSide; ++y) {
-    for (int x = 0; x < kStillSide; ++x) {
-      for (int p = 0; p < kStillPlaneCount; ++p) {
-        ASSERT_EQ(planes.At(p, y, x), p == SiteColour(y, x) ? raw.At(y, x) : 0) << y << "," << x;
-      }
-    }
-  }
+// The planes after `step` (SplitFields alone or the whole DemosaicStill).
+Samples Planes(const Samples& raw, uint32_t v, void (*step)(const int16_t*, int16_t*, uint32_t)) {
+  Samples planes(kStillPlanesAllocation, 0);
+  step(raw.data(), planes.data(), v);
+  return planes;
 }
 
-TEST(SplitFields, PairSmoothingFollowsAStripePatternUnderOptionV1Only) {
-  const Planes smoothed = Split(Stripes(10, 100), 1);
-  EXPECT_EQ(smoothed.At(kGreenPlane, 0, 0), 10);  // the flag starts cleared
-  EXPECT_EQ(smoothed.At(kBluePlane, 0, 1), 100);
-  for (int x : {2, 510}) {
-    EXPECT_EQ(smoothed.At(kGreenPlane, 0, x), 55);
-    EXPECT_EQ(smoothed.At(kBluePlane, 0, x + 1), 55);
-    EXPECT_EQ(smoothed.At(kRedPlane, 1, x), 55);
-    EXPECT_EQ(smoothed.At(kGreenPlane, 1, x + 1), 55);
-  }
-  EXPECT_EQ(smoothed.At(kGreenPlane, 2, 0), 55);  // the flag carries across lines
-  for (uint32_t option : {0u, 2u}) {
-    EXPECT_EQ(Split(Stripes(10, 100), option).At(kGreenPlane, 0, 200), 10) << option;
-  }
-  // Strict ratios: exactly 2.25 is no stripe.
-  EXPECT_EQ(Split(Stripes(4, 9), 1).At(kGreenPlane, 0, 200), 4);
+int At(const Samples& planes, int p, int y, int x) { return planes[PlaneIndex(p, y, x)]; }
+constexpr int R = kRedPlane, B = kBluePlane, G = kGreenPlane;
+
+// Under optionV 1 a pixel-pitch stripe pattern smooths the pair after it:
+// each field's two samples become their mean. The flag starts cleared and
+// carries from a line's last pair to the next line's first, which the last
+// pair sees as its look-ahead: here line 1 starts with no stripe (40, 60).
+// Ratios are strict: 9 against 4 (exactly 2.25) is no stripe.
+TEST(SplitFields, PairSmoothingFollowsAStripePattern) {
+  auto stripes = [](int d, int b) {
+    return Frame([=](int y, int x) { return y / 2 == 1 && x < 2 ? 40 + 20 * x : x % 2 ? b : d; });
+  };
+  const Samples planes = Planes(stripes(10, 100), 1, SplitFields);
+  const int checks[][4] = {{G, 0, 0, 10},   {G, 0, 2, 55}, {B, 0, 3, 55}, {R, 1, 2, 55},
+                           {G, 0, 510, 55}, {G, 2, 0, 40}, {R, 3, 0, 40}, {G, 4, 0, 55}};
+  for (const auto& c : checks) EXPECT_EQ(At(planes, c[0], c[1], c[2]), c[3]) << c[1] << "," << c[2];
+  for (auto [d, b, v, g] : {std::tuple{10, 100, 0u, 10}, {10, 100, 2u, 10}, {4, 9, 1u, 4}})
+    EXPECT_EQ(At(Planes(stripes(d, b), v, SplitFields), G, 0, 200), g) << d << " " << v;
 }
 
-TEST(SplitFields, LookAheadOfTheLastPairIsTheNextLinesStart) {
-  RawFrame raw = Stripes(10, 100);
-  // Line 1 starts with a pair that is no stripe: the last pair of line 0
-  // sees it and clears the flag, so line 1's first pair stays as read.
-  for (int y : {2, 3}) {
-    raw.At(y, 0) = 40;
-    raw.At(y, 1) = 60;
-  }
-  const Planes planes = Split(raw, 1);
-  EXPECT_EQ(planes.At(kGreenPlane, 0, 510), 55);
-  EXPECT_EQ(planes.At(kGreenPlane, 2, 0), 40);
-  EXPECT_EQ(planes.At(kRedPlane, 3, 0), 40);
-}
-
-int Estimate(int left, int right, int up, int down) {
-  std::vector<int16_t> green(3 * kStillSide, 0);
-  green[kStillSide + 0] = static_cast<int16_t>(left);
-  green[kStillSide + 2] = static_cast<int16_t>(right);
-  green[1] = static_cast<int16_t>(up);
-  green[2 * kStillSide + 1] = static_cast<int16_t>(down);
-  return GreenEstimate(green.data(), 1, 1);
-}
-
+// Green at a red or blue site from left, right, up, down: the axis that
+// changes far less wins (5 h < v, or h 0 and v at least 5), else the mean of
+// the middle two; halving is an arithmetic shift.
 TEST(GreenEstimate, ChoosesTheFlatAxisOrTheMiddleTwo) {
-  EXPECT_EQ(Estimate(100, 102, 90, 101), 101);  // 5h < v: horizontal
-  EXPECT_EQ(Estimate(100, 102, 90, 100), 100);  // 5h == v: middle two
-  EXPECT_EQ(Estimate(90, 101, 100, 102), 101);  // 5v < h: vertical
-  EXPECT_EQ(Estimate(50, 50, 100, 105), 50);    // h 0, v 5: horizontal
-  EXPECT_EQ(Estimate(50, 50, 100, 104), 75);    // h 0, v 4: middle two
-  EXPECT_EQ(Estimate(10, 15, 80, 80), 80);      // v 0, h 5: vertical
-  EXPECT_EQ(Estimate(-3, 0, 100, 200), -2);     // arithmetic halving
-}
-
-TEST(DemosaicStill, LinearSceneIsRecoveredInTheInterior) {
-  // Green a plane in x and y, red and blue at fixed offsets from it.
-  auto green = [](int y, int x) { return 2 * x + 3 * y + 10; };
-  RawFrame raw;
-  for (int y = 0; y < kStillSide; ++y) {
-    for (int x = 0; x < kStillSide; ++x) {
-      const int colour = SiteColour(y, x);
-      raw.At(y, x) = static_cast<int16_t>(green(y, x) + (colour == kRedPlane    ? 20
-                                                         : colour == kBluePlane ? -5
-                                                                                : 0));
-    }
-  }
-  const Planes planes = Demosaic(raw);
-  for (int y = 2; y <= 509; ++y) {
-    for (int x = 2; x <= 510; ++x) {  // columns 0, 1 and 511 copy a neighbour
-      ASSERT_EQ(planes.At(kGreenPlane, y, x), green(y, x)) << y << "," << x;
-      ASSERT_EQ(planes.At(kRedPlane, y, x), green(y, x) + 20) << y << "," << x;
-      ASSERT_EQ(planes.At(kBluePlane, y, x), green(y, x) - 5) << y << "," << x;
-    }
+  const int16_t cases[][5] = {{100, 102, 90, 101, 101}, {100, 102, 90, 100, 100},
+                              {90, 101, 100, 102, 101}, {50, 50, 100, 105, 50},
+                              {50, 50, 100, 104, 75},   {10, 15, 80, 80, 80},
+                              {-3, 0, 100, 200, -2}};
+  for (const auto& c : cases) {
+    Samples green(3 * kStillSide, 0);  // rows 0..2 around site (1, 1)
+    green[512] = c[0], green[514] = c[1], green[1] = c[2], green[1025] = c[3];
+    EXPECT_EQ(GreenEstimate(green.data(), 1, 1), c[4]) << c[0] << "," << c[1];
   }
 }
 
-// Sites of `plane` that change when one sample of a flat frame rises by 100.
-std::vector<std::pair<int, int>> SpikeFootprint(int plane, int row, int column) {
-  RawFrame flat;
-  for (int16_t& s : flat.samples) s = 60;
-  RawFrame spiked = flat;
-  spiked.At(row, column) = 160;
-  const Planes a = Demosaic(flat), b = Demosaic(spiked);
-  std::vector<std::pair<int, int>> changed;
-  for (int y = 0; y < kStillSide; ++y) {
-    for (int x = 0; x < kStillSide; ++x) {
-      if (b.At(plane, y, x) != a.At(plane, y, x)) {
-        EXPECT_EQ(b.At(plane, y, x) - a.At(plane, y, x), 100);
-        changed.emplace_back(y, x);
-      }
-    }
-  }
-  return changed;
-}
+// Green a plane in x and y, red 20 above it, blue 5 below.
+int Linear(int y, int x) { return 2 * x + 3 * y + 10 + (y & ~x & 1) * 20 - (~y & x & 1) * 5; }
 
-TEST(DemosaicStill, RedAndBlueTakeOneNeighbourEachNeverAnAverage) {
-  // Red reaches the sites whose right, upper or upper-right neighbour it is;
-  // blue, the mirror, those whose right, lower or lower-left neighbour it is.
-  const std::vector<std::pair<int, int>> red = {{3, 3}, {3, 4}, {4, 3}, {4, 4}};
-  EXPECT_EQ(SpikeFootprint(kRedPlane, 3, 4), red);
-  const std::vector<std::pair<int, int>> blue = {{3, 4}, {3, 5}, {4, 4}, {4, 5}};
-  EXPECT_EQ(SpikeFootprint(kBluePlane, 4, 5), blue);
+// The interior is recovered exactly (columns 0, 1 and 511 copy a
+// neighbour). Red and blue come by colour difference from one neighbour
+// each, never an average: a red spike reaches the sites whose right, upper
+// or upper-right neighbour it is, a blue one, the mirror, those whose right,
+// lower or lower-left neighbour it is; each by the full 100.
+TEST(DemosaicStill, LinearSceneAndOneNeighbourColourDifferences) {
+  const Samples planes = Planes(Frame(Linear), 0, DemosaicStill);
+  const int offset[3] = {20, -5, 0};  // red, blue, green planes
+  for (int p = 0; p < 3; ++p)
+    for (int y = 2; y <= 509; ++y)
+      for (int x = 2; x <= 510; ++x)
+        ASSERT_EQ(At(planes, p, y, x), 2 * x + 3 * y + 10 + offset[p]) << p << " " << y << "," << x;
+  for (auto [plane, row, column, top] : {std::tuple{R, 3, 4, 3}, {B, 4, 5, 3}}) {
+    const Samples spiked =
+        Planes(Frame([&](int y, int x) { return Linear(y, x) + 100 * (y == row && x == column); }),
+               0, DemosaicStill);
+    std::vector<int> changed;
+    for (int i = plane * kStillPlaneValues; i < (plane + 1) * kStillPlaneValues; ++i)
+      if (spiked[i] != planes[i])
+        changed.push_back(spiked[i] - planes[i] == 100 ? i % kStillPlaneValues : -1);
+    // Rows top and top + 1, columns column - 1 and column.
+    const int corner = top * kStillSide + column - 1;
+    EXPECT_EQ(changed, (std::vector<int>{corner, corner + 1, corner + 512, corner + 513})) << plane;
+  }
 }
 
 }  // namespace
