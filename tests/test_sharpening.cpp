@@ -86,5 +86,20 @@ TEST(Sharpening, StageKernelsCoringAndRefusals) {
   }
 }
 
+// The level rule's band edges: each band changes shift, divisors or coring.
+TEST(SharpnessLevel, BandEdges) {
+  const int cases[][5] = {{0, 4, 1600, 3000, 2},  {63, 3, 813, 2016, 2},  {64, 3, 800, 2000, 4},
+                          {150, 2, 332, 915, 8},  {160, 1, 300, 875, 8},  {192, 1, 200, 750, 12},
+                          {255, 0, 102, 504, 12}};
+  for (const auto& c : cases) {
+    Camera cam;
+    SetSharpnessLevel(cam, c[0]);
+    const CameraModes& m = cam.modes;
+    EXPECT_EQ((std::vector<int>{m.sharpShift, m.sharpDivisor3, m.sharpDivisor7, m.sharpCoring}),
+              (std::vector<int>{c[1], c[2], c[3], c[4]}))
+        << "level " << c[0];
+  }
+}
+
 }  // namespace
 }  // namespace vobrex
