@@ -1,16 +1,16 @@
 // The preview conversion driver: kernel choice, raw-domain stages, colour
-// gain and its one-second gate, sharpening, tone curve, the limits of a
-// record that may hold anything, and the focus indication.
+// gain and its one-second gate, sharpening, tone curve, a record that asks
+// for more than the caller's image holds, and the focus indication.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <random>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "mosaic/image.h"
 #include "mosaic/preview_mosaic.h"
-#include "platform/memory.h"
 #include "preview/focus.h"
 #include "preview/preview_driver.h"
 #include "preview/sensor_kernels.h"
@@ -25,32 +25,12 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 
 constexpr uint8_t kUntouched = 0x5A;
-constexpr std::size_t kGuard = 64;
 
-Bytes RandomBytes(std::size_t n, uint32_t seed = 1) {
-  std::mt19937 rng(seed);
-  Bytes b(n);
-  for (uint8_t& v : b) v = static_cast<uint8_t>(rng());
+const Bytes kFrame = [] {  // noise: a multiplicative hash of the offset
+  Bytes b(kPreviewFrameBytes);
+  for (uint32_t i = 0; i < b.size(); ++i) b[i] = static_cast<uint8_t>(i * 2654435761u >> 13);
   return b;
-}
-
-const Bytes kFrame = RandomBytes(kPreviewFrameBytes);
-
-// A preview context for one sub-mode, without white balance unless a test
-// asks for it.
-void Configure(Camera& cam, int sensorMode, int outputFormat, int32_t wbMode = 0) {
-  SetMotionResolution(cam, sensorMode);
-  cam.modes.outputFormat = static_cast<uint8_t>(outputFormat);
-  cam.modes.wbMode = wbMode;
-}
-
-// The caller's image: imageBytes plus a guard zone, all marked untouched.
-Bytes ImageBuffer(const Camera& cam) { return Bytes(cam.modes.imageBytes + kGuard, kUntouched); }
-
-bool Untouched(const Bytes& b, std::size_t from = 0) {
-  return std::all_of(b.begin() + static_cast<std::ptrdiff_t>(from), b.end(),
-                     [](uint8_t v) { return v == kUntouched; });
-}
+}();
 
 Bytes KernelOutput(SensorKernel kernel, KernelSize size, const Bytes& raw) {
   Bytes out(static_cast<std::size_t>(size.Bytes()));
@@ -58,434 +38,195 @@ Bytes KernelOutput(SensorKernel kernel, KernelSize size, const Bytes& raw) {
   return out;
 }
 
-Bytes Head(const Bytes& b, std::size_t n) { return Bytes(b.begin(), b.begin() + n); }
-
-int Convert(Camera& cam, Bytes& raw, Bytes& rgb) {
-  return ConvertPreviewFrame(cam, raw.data(), rgb.data());
-}
-
-// --- The kernel of each sub-mode and output format ------------------------------------
-
-TEST(PreviewKernelChoice, EachSubModeRunsItsKernel) {
-  struct Case {
-    int sensorMode, outputFormat, sharpMode;
-    SensorKernel kernel;
-    KernelSize size;
-  };
-  const Case cases[] = {
-      {0, 1, 0, KernelA1, kSizeA},  {53, 1, 0, KernelA1, kSizeA},     {0, 0, 0, KernelA0, kSizeA},
-      {53, 2, 0, KernelA0, kSizeA}, {1, 1, 0, KernelB1, kSizeB},      {55, 1, 0, KernelB1, kSizeB},
-      {1, 0, 0, KernelB0, kSizeB},  {55, 2, 0, KernelB0, kSizeB},     {2, 1, 0, KernelC1, kSizeC},
-      {56, 1, 0, KernelC1, kSizeC}, {2, 2, 0, KernelC0, kSizeC},      {56, 0, 0, KernelC0, kSizeC},
-      {51, 1, 0, KernelD1, kSizeD}, {51, 0, 0, KernelD0, kSizeD},     {51, 2, 0, KernelD0, kSizeD},
-      {54, 1, 0, KernelE1, kSizeE}, {54, 0, 0, KernelE0, kSizeE},     {54, 2, 0, KernelE0, kSizeE},
-      {57, 1, 0, KernelF1, kSizeF}, {57, 1, 1, KernelF1Wide, kSizeF},
-  };
-  for (const Case& c : cases) {
-    Camera cam;
-    Configure(cam, c.sensorMode, c.outputFormat);
-    cam.modes.sharpMode = static_cast<uint8_t>(c.sharpMode);
-    Bytes raw = kFrame, rgb = ImageBuffer(cam);
-    ASSERT_EQ(Convert(cam, raw, rgb), 1) << c.sensorMode << "/" << c.outputFormat;
-    EXPECT_EQ(Head(rgb, c.size.Bytes()), KernelOutput(c.kernel, c.size, kFrame))
-        << "sensorMode " << c.sensorMode << " outputFormat " << c.outputFormat;
-    EXPECT_TRUE(Untouched(rgb, c.size.Bytes()));
+// A preview context of its own that converts kFrame into `image`, or into
+// imageBytes plus a guard zone all marked untouched.
+struct Preview {
+  Preview(int mode, int format, int32_t wbMode = 0) {
+    SetMotionResolution(cam, mode);
+    cam.modes.sensorMode = static_cast<uint8_t>(mode);  // also one without a read-out
+    cam.modes.outputFormat = static_cast<uint8_t>(format);
+    cam.modes.wbMode = wbMode;
   }
-}
-
-TEST(PreviewKernelChoice, NoKernelLeavesTheImageToTheLaterStages) {
-  const std::pair<int, int> noKernel[] = {{52, 0}, {52, 1}, {52, 2}, {58, 0}, {58, 1},
-                                          {58, 2}, {57, 0}, {57, 2}, {0, 3},  {3, 3}};
-  for (auto [mode, format] : noKernel) {
-    Camera cam;
-    Configure(cam, mode, format);
-    cam.modes.sensorMode = static_cast<uint8_t>(mode);
-    Bytes raw = kFrame, rgb = ImageBuffer(cam);
-    EXPECT_EQ(Convert(cam, raw, rgb), 1) << mode << "/" << format;
-    EXPECT_TRUE(Untouched(rgb)) << mode << "/" << format;
-  }
-  // outputFormat 3: sharpening and tone curve as set, no colour gain.
-  Camera cam;
-  Configure(cam, 0, 3);
-  cam.modes.sharpenOn = 1;
-  cam.modes.gamma = 150;
-  cam.modes.wbFactorR = 0.5;
-  const Bytes before = RandomBytes(cam.modes.imageBytes, 2);
-  Bytes expected = before, raw = kFrame, rgb = before;
-  SharpenPreview(expected.data(), 320, 240);
-  ApplyToneCurve(cam, expected.data(), static_cast<int32_t>(expected.size()));
-  EXPECT_EQ(Convert(cam, raw, rgb), 1);
-  EXPECT_EQ(rgb, expected);
-}
-
-TEST(PreviewKernelChoice, UnknownSubModeFailsAfterTheRawStagesAndFocus) {
-  for (int mode : {3, 50, 59, 127, 200, 255}) {  // read as signed bytes
-    Camera cam;
-    Configure(cam, 0, 1);
-    cam.modes.sensorMode = static_cast<uint8_t>(mode);
-    cam.modes.optionR = 1;
-    cam.modes.focusValue = -1.0;
-    cam.modes.wideRange = 0;
-    Bytes raw = kFrame, rgb = ImageBuffer(cam);
-    EXPECT_EQ(Convert(cam, raw, rgb), 0) << mode;
-    EXPECT_TRUE(Untouched(rgb)) << mode;
-    EXPECT_GE(cam.modes.focusValue, 0.0) << "focus did not run for " << mode;
-    EXPECT_EQ(cam.modes.wideRange, 1);
-  }
-}
-
-// --- Raw-domain stages ---------------------------------------------------------------------
-
-TEST(PreviewRawStage, FailedWorkingBufferLeavesBothBuffers) {
-  Camera cam;
-  Configure(cam, 0, 1, 1);
-  Bytes raw = kFrame, rgb = ImageBuffer(cam);
-  FailAllocation(1);
-  const int result = Convert(cam, raw, rgb);
-  FailAllocation(0);
-  EXPECT_EQ(result, 0);
-  EXPECT_EQ(raw, kFrame);
-  EXPECT_TRUE(Untouched(rgb));
-}
-
-TEST(PreviewRawStage, RawBalanceIsFollowedOnlyByTheToneCurve) {
-  Camera cam;
-  Configure(cam, 0, 1, 1);
-  cam.modes.sharpenOn = 1;
-  cam.modes.wbFactorR = 0.5;
-  cam.modes.gamma = 160;
-  Bytes raw = kFrame, rgb = ImageBuffer(cam);
-  ASSERT_EQ(Convert(cam, raw, rgb), 1);
-  EXPECT_NE(raw, kFrame);
-  Bytes expected = KernelOutput(KernelA1, kSizeA, raw);  // raw holds the balanced samples
-  ApplyToneCurve(cam, expected.data(), kSizeA.Bytes());
-  EXPECT_EQ(Head(rgb, kSizeA.Bytes()), expected);
-
-  // Grey output and sub-mode 1 keep the raw frame; grey still skips sharpening.
-  for (auto [mode, format] : {std::pair{0, 0}, std::pair{0, 2}, std::pair{1, 1}}) {
-    Camera other;
-    Configure(other, mode, format, 1);
-    other.modes.sharpenOn = 1;
+  int Convert(const Bytes* image = nullptr) {
     raw = kFrame;
-    rgb = ImageBuffer(other);
-    ASSERT_EQ(Convert(other, raw, rgb), 1);
-    EXPECT_EQ(raw, kFrame) << mode << "/" << format;
-    if (mode == 0) {
-      EXPECT_EQ(Head(rgb, kSizeA.Bytes()), KernelOutput(KernelA0, kSizeA, kFrame));
-    }
+    rgb = image ? *image : Bytes(cam.modes.imageBytes + 64, kUntouched);
+    return ConvertPreviewFrame(cam, raw.data(), rgb.data());
   }
-}
-
-TEST(PreviewRawStage, PositionGainRunsWithManualBalanceOutsideSubModeOne) {
-  for (int mode : {0, 1}) {
-    Camera cam;
-    Configure(cam, mode, 1);
-    cam.modes.wbExtra = 1;
-    Bytes expected = kFrame, raw = kFrame, rgb = ImageBuffer(cam);
-    if (mode != 1) ApplyPositionGain(cam, expected.data(), 10);
-    ASSERT_EQ(Convert(cam, raw, rgb), 1);
-    EXPECT_EQ(raw, expected) << "sensorMode " << mode;
+  bool Untouched(std::size_t from = 0) const {
+    return std::all_of(rgb.begin() + from, rgb.end(), [](uint8_t v) { return v == kUntouched; });
   }
-}
-
-// --- Colour gain on the image ------------------------------------------------------------
-
-TEST(PreviewColourGain, ManualFactorsGainOnlyTheColourOutput) {
-  for (auto [format, factor] : {std::pair{1, 1.0}, std::pair{1, 0.5}, std::pair{0, 0.5}}) {
-    Camera cam;
-    Configure(cam, 0, format);
-    cam.modes.wbFactorB = factor;
-    Bytes raw = kFrame, rgb = ImageBuffer(cam);
-    ASSERT_EQ(Convert(cam, raw, rgb), 1);
-    Bytes expected = KernelOutput(format == 1 ? KernelA1 : KernelA0, kSizeA, kFrame);
-    if (format == 1 && factor != 1.0) {
-      ApplyColorGain(cam, expected.data(), kSizeA.Bytes(), cam.preview.gainTableR,
-                     cam.preview.gainTableG, cam.preview.gainTableB, 10);
-    }
-    EXPECT_EQ(Head(rgb, kSizeA.Bytes()), expected) << format << " " << factor;
-  }
-}
-
-TEST(PreviewColourGain, SubModeOneColourGoesThroughThePreviewTable) {
-  // wbMode 3 (only a whole record can hold it): no estimate, no gain.
+  bool Shows(const Bytes& b) const { return std::equal(b.begin(), b.end(), rgb.begin()); }
   Camera cam;
-  Configure(cam, 1, 1, 3);
-  Bytes raw = kFrame, rgb = ImageBuffer(cam);
-  ASSERT_EQ(Convert(cam, raw, rgb), 1);
-  Bytes expected = KernelOutput(KernelB1, kSizeB, kFrame);
-  for (uint8_t& v : expected) v = kCurveTables.previewTable[v];
-  EXPECT_EQ(Head(rgb, kSizeB.Bytes()), expected);
-  EXPECT_EQ(cam.preview.lastFrameTime, 0u);
-}
-
-// Sub-mode 1 with automatic balance, converting a colourful frame on a
-// clock the test sets.
-class EstimateGate : public ::testing::Test {
- protected:
-  void SetUp() override {
-    Configure(cam, 1, 1, 1);
-    cam.SetClock([this] { return now; });
-    mosaic::Image scene(160, 120);
-    for (int y = 0; y < 120; ++y) {
-      for (int x = 0; x < 160; ++x) {
-        uint8_t* p = scene.At(x, y);
-        p[0] = static_cast<uint8_t>(60 + x), p[1] = static_cast<uint8_t>(70 + y);
-        p[2] = static_cast<uint8_t>(90 + (x + y) / 5);
-      }
-    }
-    frame = mosaic::PreviewMosaic(scene, 1);
-  }
-  int FrameAt(uint32_t t) {
-    now = t;
-    raw = frame;
-    rgb = ImageBuffer(cam);
-    return Convert(cam, raw, rgb);
-  }
-  // The kernel's image after the preview table, as the estimate sees it.
-  Bytes Previewed() const {
-    Bytes image = KernelOutput(KernelB1, kSizeB, frame);
-    ApplyByteTable(image.data(), kSizeB.Bytes(), kCurveTables.previewTable.data());
-    return image;
-  }
-
-  Camera cam;
-  uint32_t now = 0;
-  Bytes frame, raw, rgb;
+  Bytes raw, rgb;
 };
 
-TEST_F(EstimateGate, EstimatesWhenMoreThan1000MsPassed) {
-  ASSERT_EQ(FrameAt(1001), 1);  // the first frame after start
-  EXPECT_EQ(cam.preview.lastEstimateTime, 1001u);
-  ASSERT_EQ(FrameAt(2001), 1);
-  EXPECT_EQ(cam.preview.lastFrameTime, 2001u);
-  EXPECT_EQ(cam.preview.lastEstimateTime, 1001u);
-  ASSERT_EQ(FrameAt(2002), 1);
-  EXPECT_EQ(cam.preview.lastEstimateTime, 2002u);
-  cam.modes.wbOnly = 1;  // every frame
-  ASSERT_EQ(FrameAt(2003), 1);
-  EXPECT_EQ(cam.preview.lastEstimateTime, 2003u);
-}
-
-TEST_F(EstimateGate, DifferenceIsSigned32Bit) {
-  cam.preview.lastEstimateTime = 0xFFFFFE00u;  // 512 ms before the clock wraps
-  ASSERT_EQ(FrameAt(400), 1);
-  EXPECT_EQ(cam.preview.lastEstimateTime, 0xFFFFFE00u);
-  ASSERT_EQ(FrameAt(600), 1);
-  EXPECT_EQ(cam.preview.lastEstimateTime, 600u);
-  cam.preview.lastEstimateTime = 5000;  // a clock behind it is not later
-  ASSERT_EQ(FrameAt(100), 1);
-  EXPECT_EQ(cam.preview.lastEstimateTime, 5000u);
-}
-
-TEST_F(EstimateGate, EstimateTimeIsAFreshReadingAfterTheTables) {
-  cam.SetClock([this] { return now += 7; });
-  ASSERT_EQ(FrameAt(2000), 1);
-  EXPECT_EQ(cam.preview.lastFrameTime, 2007u);
-  EXPECT_EQ(cam.preview.lastEstimateTime, 2014u);
-}
-
-TEST_F(EstimateGate, FrameBetweenEstimatesAppliesTheLastTables) {
-  PreviewState& s = cam.preview;
-  for (int i = 0; i < kColorGainTableBytes; ++i) {
-    const int v = std::min(i, 255);
-    s.gainTableR[i] = static_cast<uint8_t>(v / 2);
-    s.gainTableG[i] = static_cast<uint8_t>(255 - v);
-    s.gainTableB[i] = static_cast<uint8_t>(std::min(v + 40, 255));
+// Each kernel writes exactly its image, and manual factors gain colour output
+// only; a mode without a kernel leaves the caller's image to the later
+// stages; an unknown sub-mode (a signed byte) fails, after the focus stage;
+// wideRange always ends at 1. An imageBytes below the kernel's output is
+// refused before any stage.
+TEST(PreviewKernelChoice, ByOutputFormatAndSubMode) {
+  const std::tuple<int, int, SensorKernel, KernelSize, int> cases[] = {
+      // sensorMode, outputFormat, kernel (none: no kernel or, with result 0, failure)
+      {0, 1, KernelA1, kSizeA, 1},  {53, 1, KernelA1, kSizeA, 1}, {53, 2, KernelA0, kSizeA, 1},
+      {1, 1, KernelB1, kSizeB, 1},  {55, 1, KernelB1, kSizeB, 1}, {1, 0, KernelB0, kSizeB, 1},
+      {2, 1, KernelC1, kSizeC, 1},  {56, 1, KernelC1, kSizeC, 1}, {2, 2, KernelC0, kSizeC, 1},
+      {51, 1, KernelD1, kSizeD, 1}, {51, 0, KernelD0, kSizeD, 1}, {54, 1, KernelE1, kSizeE, 1},
+      {54, 2, KernelE0, kSizeE, 1}, {57, 1, KernelF1, kSizeF, 1}, {57, 1, KernelF1Wide, kSizeF, 1},
+      {57, 0, nullptr, {}, 1},      {57, 2, nullptr, {}, 1},      {52, 0, nullptr, {}, 1},
+      {58, 2, nullptr, {}, 1},      {0, 3, nullptr, {}, 1},       {3, 3, nullptr, {}, 1},
+      {3, 1, nullptr, {}, 0},       {59, 0, nullptr, {}, 0},      {200, 2, nullptr, {}, 0}};
+  for (const auto& [mode, format, kernel, size, result] : cases) {
+    SCOPED_TRACE(::testing::Message() << mode << "/" << format);
+    Preview p(mode, format);
+    p.cam.modes.sharpMode = kernel == KernelF1Wide;
+    p.cam.modes.optionR = 1;
+    p.cam.modes.wideRange = 0;
+    p.cam.modes.wbFactorB = 0.5;  // manual gain, on colour output only
+    EXPECT_EQ(p.Convert(), result);
+    Bytes e = kernel ? KernelOutput(kernel, size, kFrame) : Bytes();
+    if (format == 1) ApplyColorGain(p.cam, e.data(), size.Bytes(), {}, {}, {}, 10);
+    EXPECT_TRUE(p.Shows(e) && p.Untouched(e.size()));
+    EXPECT_TRUE(p.cam.modes.focusValue > 0 && p.cam.modes.wideRange == 1);
   }
-  s.lastEstimateTime = 5000;
-  ASSERT_EQ(FrameAt(5500), 1);
-  Bytes expected = Previewed();
-  for (std::size_t p = 0; p < expected.size(); p += 3) {
-    expected[p] = s.gainTableB[expected[p]];
-    expected[p + 1] = s.gainTableG[expected[p + 1]];
-    expected[p + 2] = s.gainTableR[expected[p + 2]];
-  }
-  EXPECT_EQ(Head(rgb, kSizeB.Bytes()), expected);
+  Preview refused(0, 1, 1);  // wbMode 1 would rewrite the raw frame
+  refused.cam.modes.imageBytes = kSizeA.Bytes() - 1;
+  EXPECT_TRUE(refused.Convert() == 0 && refused.Untouched() && refused.raw == kFrame);
+
+  // outputFormat 3: no kernel, no colour gain, but sharpening and the tone
+  // curve as set. Sharpening adds half the green step to the right and below
+  // (rounded down, clamped) to all bytes of pixels 1 .. width - 3 of rows
+  // 1 .. height - 2, reading neighbours not yet changed.
+  Preview p(0, 3);
+  p.cam.modes.width = 5;
+  p.cam.modes.height = 3;
+  p.cam.modes.imageBytes = 45;
+  p.cam.modes.sharpenOn = 1;
+  p.cam.modes.gamma = 150;
+  p.cam.modes.wbFactorR = 0.5;
+  // A 5 x 3 image: d is (200 - 60 - 81) >> 1 = 29 at (1, 1) and
+  // (120 - 60 - 61) >> 1 = -1 at (2, 1); (3, 1) lies outside the pass.
+  const Bytes image = {0, 60, 0, 0,   60,  0,  0, 60, 0, 0, 60, 0, 0, 60, 0,   // row 0
+                       0, 60, 0, 250, 100, 10, 0, 60, 0, 0, 60, 0, 0, 60, 0,   // row 1
+                       0, 60, 0, 0,   81,  0,  0, 61, 0, 0, 40, 0, 0, 60, 0};  // row 2
+  Bytes expected = image;
+  std::copy_n(Bytes{255, 129, 39, 0, 59, 0}.begin(), 6, expected.begin() + 18);
+  ApplyToneCurve(p.cam, expected.data(), 45);
+  EXPECT_EQ(p.Convert(&image), 1);
+  EXPECT_EQ(p.rgb, expected);
 }
 
-TEST_F(EstimateGate, ZeroLevelFailsTheFrameAndKeepsTheTables) {
-  // A level is the 16-bit sum of the last four measurements: measure this
-  // frame's green on a separate context, then seed the history so that the
-  // green sum wraps to exactly 0.
-  Camera probe;
-  Configure(probe, 1, 1, 1);
-  const Bytes image = Previewed();
-  EstimateWhiteBalance(probe, image.data(), kSizeB.Bytes());
-  ASSERT_GT(probe.modes.ratioG, 0u);
-  cam.whiteBalance.estimateHistory[kGreen][1] = 0x10000u - probe.modes.ratioG;
-  std::fill(std::begin(cam.preview.gainTableG), std::end(cam.preview.gainTableG), uint8_t{7});
-
-  EXPECT_EQ(FrameAt(5000), 0);
-  EXPECT_EQ(cam.modes.ratioG, 0u);
-  EXPECT_EQ(cam.preview.lastFrameTime, 5000u);
-  EXPECT_EQ(cam.preview.lastEstimateTime, 0u);
-  EXPECT_TRUE(std::all_of(std::begin(cam.preview.gainTableG), std::end(cam.preview.gainTableG),
-                          [](uint8_t v) { return v == 7; }));
-  EXPECT_EQ(Head(rgb, kSizeB.Bytes()), image);  // no colour gain
-}
-
-// --- Sharpening and tone curve -------------------------------------------------------------
-
-TEST(SharpenPreview, AddsHalfTheGreenStepToAllBytesAndClamps) {
-  // 5 x 3 pixels: only (1, 1) and (2, 1) lie inside the pass.
-  Bytes img(5 * 3 * 3, 0);
-  auto px = [&](int x, int y) { return img.data() + (y * 5 + x) * 3; };
-  for (int i = 0; i < 15; ++i) img[i * 3 + 1] = 60;
-  px(1, 1)[0] = 250, px(1, 1)[1] = 100, px(1, 1)[2] = 10;  // d = (200 - 60 - 80) >> 1 = 30
-  px(1, 2)[1] = 80;
-  px(2, 2)[1] = 61;  // at (2, 1): d = (120 - 60 - 61) >> 1 = -1
-  Bytes expected = img;
-  std::copy_n(Bytes{255, 130, 40, 0, 59, 0}.begin(), 6, expected.begin() + 6 * 3);
-  EXPECT_EQ(SharpenPreview(img.data(), 5, 3), 1);
-  EXPECT_EQ(img, expected);
-  EXPECT_EQ(SharpenPreview(img.data(), 3, 5), 1);   // too narrow: nothing
-  EXPECT_EQ(SharpenPreview(img.data(), 15, 2), 1);  // too short: nothing
-  EXPECT_EQ(img, expected);
-}
-
-// --- A record that may hold anything ---------------------------------------------------------
-
-TEST(PreviewRecord, ImageBytesBelowTheKernelOutputIsRefused) {
-  Camera cam;
-  Configure(cam, 0, 1, 1);
-  cam.modes.imageBytes = kSizeA.Bytes() - 1;
-  Bytes raw = kFrame, rgb(kSizeA.Bytes() + kGuard, kUntouched);
-  EXPECT_EQ(Convert(cam, raw, rgb), 0);
-  EXPECT_TRUE(Untouched(rgb));
-  EXPECT_EQ(raw, kFrame);
-}
-
-TEST(PreviewRecord, NeverWritesPastImageBytes) {
-  struct Case {
-    int sensorMode, outputFormat;
-    int16_t width, height;
-    uint32_t imageBytes;
-  };
-  const Case cases[] = {
-      {0, 1, 640, 480, 230400},  {0, 1, 640, 480, 230401},     {0, 1, -5, 480, 230400},
-      {0, 1, 320, -240, 230400}, {0, 1, 32767, 32767, 230400}, {52, 1, 640, 480, 10},
-      {0, 3, 640, 480, 7},       {0, 3, 640, 480, 0},
-  };
-  for (const Case& c : cases) {
-    Camera cam;
-    Configure(cam, c.sensorMode, c.outputFormat);
-    cam.modes.width = c.width;
-    cam.modes.height = c.height;
-    cam.modes.imageBytes = c.imageBytes;
-    cam.modes.sharpenOn = 1;
-    cam.modes.gamma = 150;
-    cam.modes.wbFactorG = 0.75;
-    Bytes raw = kFrame, rgb = ImageBuffer(cam);
-    Convert(cam, raw, rgb);
-    EXPECT_TRUE(Untouched(rgb, c.imageBytes)) << c.width << " x " << c.height;
+// Automatic balance rewrites the raw frame of colour output outside
+// sub-mode 1, and then only the tone curve follows the kernel, grey output
+// included: no sharpening, no manual gain.
+TEST(PreviewRawStage, BalanceThenOnlyTheToneCurve) {
+  // sensorMode, outputFormat, wbMode, whether the raw frame is balanced
+  const int cases[][4] = {{0, 1, 1, 1}, {53, 1, 2, 1}, {0, 0, 1, 0},
+                          {0, 2, 1, 0}, {1, 1, 1, 0},  {1, 1, 2, 0}};
+  for (const auto& [mode, format, wbMode, balanced] : cases) {
+    Preview p(mode, format, wbMode);
+    p.cam.modes.sharpenOn = 1;
+    p.cam.modes.wbFactorR = 0.5;
+    p.cam.modes.gamma = 160;
+    ASSERT_EQ(p.Convert(), 1);
+    EXPECT_EQ(balanced == 1, p.raw != kFrame) << mode << "/" << format << "/" << wbMode;
+    if (mode == 1) continue;
+    Bytes expected = KernelOutput(format == 1 ? KernelA1 : KernelA0, kSizeA, p.raw);
+    ApplyToneCurve(p.cam, expected.data(), kSizeA.Bytes());
+    EXPECT_TRUE(p.Shows(expected)) << mode << "/" << format << "/" << wbMode;
   }
 }
 
-// --- Focus -----------------------------------------------------------------------------------
+// Sub-mode 1 with automatic balance, on a clock the test sets: the kernel's
+// image goes through the preview table, the gains are estimated when more
+// than 1000 ms (a signed 32-bit difference) passed, or on every frame with
+// wbOnly, and every frame applies the tables of the last estimate.
+TEST(PreviewEstimate, OnceASecondUnlessALevelIsZero) {
+  Preview p(1, 1, 1), probe(1, 1, 1);
+  PreviewState& s = p.cam.preview;
+  uint32_t now = 5000, tick = 0;
+  p.cam.SetClock([&] { return now += tick; });
+  Bytes previewed = KernelOutput(KernelB1, kSizeB, kFrame);  // as the estimate sees the image
+  ApplyByteTable(previewed.data(), kSizeB.Bytes(), kCurveTables.previewTable.data());
 
-TEST(MeasureFocus, ClampsAndWritesBackTheCoordinates) {
-  struct Case {
-    int sensorMode;
-    int32_t x, y, clampedX, clampedY;
-  };
-  const Case cases[] = {
-      {51, 630, 474, 630, 474}, {51, 1000, 900, 630, 474}, {51, 629, 473, 629, 473},
-      {51, 5, 5, 8, 8},         {51, 6, 6, 6, 6},          {51, -1, -7, 8, 8},
-      {0, 314, 238, 314, 238},  {0, 400, 300, 314, 238},   {0, 2, 3, 3, 4},
-      {0, 3, 4, 3, 4},          {1, 158, 119, 157, 118},   {1, 157, 118, 157, 118},
-      {1, 0, 3, 1, 4},          {1, 1, 4, 1, 4},           {54, 5000, -9, 5000, -9},
-  };
-  for (const Case& c : cases) {
-    Camera cam;
-    SetMotionResolution(cam, c.sensorMode);
-    SetFocusCoord(cam, c.x, c.y);
-    Bytes raw = kFrame;
-    MeasureFocus(cam, raw.data(), cam.modes.width, cam.modes.height);
-    EXPECT_EQ(static_cast<int32_t>(cam.modes.focusX), c.clampedX) << c.sensorMode << ": " << c.x;
-    EXPECT_EQ(static_cast<int32_t>(cam.modes.focusY), c.clampedY) << c.sensorMode << ": " << c.y;
-    EXPECT_EQ(raw, kFrame);
+  // A level is the 16-bit sum of the last four measurements: seed the green
+  // history with what wraps this frame's measurement (taken on a context of
+  // its own) to 0. The frame fails; tables and lastEstimateTime stay.
+  EstimateWhiteBalance(probe.cam, previewed.data(), kSizeB.Bytes());
+  p.cam.whiteBalance.estimateHistory[kGreen][1] = 0x10000u - probe.cam.modes.ratioG;
+  EXPECT_EQ(p.Convert(), 0);
+  EXPECT_TRUE(s.lastFrameTime == 5000 && s.lastEstimateTime == 0 && s.gainTableR[200] == 0);
+  EXPECT_TRUE(p.Shows(previewed));
+
+  // lastEstimateTime, clock, wbOnly, whether the gains are estimated, clock step
+  const uint32_t cases[][5] = {{0, 1001, 0, 1, 0},          {1001, 2001, 0, 0, 0},
+                               {1001, 2002, 0, 1, 0},       {2002, 2003, 1, 1, 0},
+                               {0xFFFFFE00u, 400, 0, 0, 0}, {0xFFFFFE00u, 600, 0, 1, 0},
+                               {5000, 100, 0, 0, 0},        {0, 2000, 0, 1, 7}};
+  for (const auto& [last, clock, wbOnly, estimates, step] : cases) {
+    s.lastEstimateTime = last;
+    p.cam.modes.wbOnly = static_cast<uint8_t>(wbOnly);
+    now = clock;
+    tick = step;  // the estimate time is a fresh reading, taken after the tables
+    ASSERT_EQ(p.Convert(), 1);
+    EXPECT_EQ(s.lastFrameTime, clock + step);
+    EXPECT_EQ(s.lastEstimateTime, estimates ? clock + 2 * step : last) << last << " " << clock;
+    Bytes e = previewed;
+    ApplyColorGain(p.cam, e.data(), kSizeB.Bytes(), s.gainTableR, s.gainTableG, s.gainTableB, 10);
+    EXPECT_TRUE(p.Shows(e));
   }
 }
 
-// A grey corner of four quadrants at (cx, cy), its edges blurred by a
-// Gaussian of `sigma` output pixels.
-mosaic::Image Corner(int width, int height, double sigma, int cx, int cy) {
-  mosaic::Image scene(width, height);
-  auto step = [&](double d) { return 0.5 * std::erfc(-d / (sigma * std::sqrt(2.0))); };
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      const double a = step(x + 0.5 - cx), b = step(y + 0.5 - cy);
-      const double v = 50 + 150 * (a * b + (1 - a) * (1 - b));
-      std::fill_n(scene.At(x, y), 3, static_cast<uint8_t>(std::lround(v)));
-    }
+// The focus value of the read-out of a grey vertical edge through the centre
+// of the picture, blurred by a Gaussian of `sigma` pixels, focused there.
+double FocusOfEdge(Camera& cam, double sigma) {
+  const int w = cam.modes.width, h = cam.modes.height;
+  SetFocusCoord(cam, w / 2, h / 2);
+  mosaic::Image scene(w, h);
+  for (int p = 0; p < w * h; ++p) {
+    const double v = 125 + 75 * std::erf((p % w + 0.5 - w / 2) / (sigma * std::sqrt(2.0)));
+    std::fill_n(&scene.rgb[p * 3], 3, static_cast<uint8_t>(std::lround(v)));
   }
-  return scene;
-}
-
-double FocusOf(int mode, const mosaic::Image& scene, int x, int y, int mirror = 0, int flip = 0) {
-  Camera cam;
-  SetMotionResolution(cam, mode);
-  SetFocusCoord(cam, x, y);
-  cam.modes.mirror = static_cast<uint8_t>(mirror);
-  cam.modes.flip = static_cast<uint8_t>(flip);
-  Bytes raw = mosaic::PreviewMosaic(scene, mode);
-  MeasureFocus(cam, raw.data(), cam.modes.width, cam.modes.height);
+  Bytes raw = mosaic::PreviewMosaic(scene, cam.modes.sensorMode);
+  MeasureFocus(cam, raw.data(), w, h);
   return cam.modes.focusValue;
 }
 
-TEST(MeasureFocus, RisesWithSharpness) {
+// The focus position is clamped per sub-mode (the upper limits inclusive,
+// the lower ones exclusive) and written back. A sharper edge gives a higher
+// value; repeated frames of one picture settle within 0.2 % of its value and
+// then hold it.
+TEST(MeasureFocus, ClampsRisesWithSharpnessAndHoldsSteady) {
+  // sensorMode, focusX, focusY, clamped focusX, focusY
+  const int clamps[][5] = {
+      {51, 1000, 900, 630, 474}, {51, 629, 473, 629, 473}, {51, 5, 5, 8, 8},
+      {51, 6, -7, 6, 8},         {0, 400, 300, 314, 238},  {0, 313, 237, 313, 237},
+      {0, 2, 3, 3, 4},           {1, 158, 119, 157, 118},  {1, 0, 3, 1, 4},
+      {54, 5000, -9, 5000, -9},
+  };
+  for (const auto& [mode, x, y, clampedX, clampedY] : clamps) {
+    Preview p(mode, 1);
+    p.cam.modes.optionR = 1;
+    SetFocusCoord(p.cam, x, y);
+    p.Convert();
+    EXPECT_EQ(static_cast<int32_t>(p.cam.modes.focusX), clampedX) << mode << ": " << x;
+    EXPECT_EQ(static_cast<int32_t>(p.cam.modes.focusY), clampedY) << mode << ": " << y;
+  }
   for (int mode : {51, 0, 1, 54}) {
-    Camera sizes;
-    SetMotionResolution(sizes, mode);
-    const int w = sizes.modes.width, h = sizes.modes.height;
     double previous = 0.0;
     for (double sigma : {6.0, 3.0, 1.5, 0.7, 0.3}) {
-      const double value = FocusOf(mode, Corner(w, h, sigma, w / 2, h / 2), w / 2, h / 2);
-      EXPECT_GT(value, previous) << "sensorMode " << mode << " sigma " << sigma;
-      previous = value;
+      Preview p(mode, 1);
+      const double value = FocusOfEdge(p.cam, sigma);
+      EXPECT_GT(value, std::exchange(previous, value)) << "sensorMode " << mode << " " << sigma;
     }
   }
-}
-
-TEST(MeasureFocus, AveragesFourFramesThenHoldsSteady) {
-  Camera cam;
-  SetMotionResolution(cam, 51);
-  SetFocusCoord(cam, 320, 240);
-  Bytes sharp = mosaic::PreviewMosaic(Corner(640, 480, 0.3, 320, 240), 51);
-  Bytes soft = mosaic::PreviewMosaic(Corner(640, 480, 4.0, 320, 240), 51);
-  const double vSharp = FocusOf(51, Corner(640, 480, 0.3, 320, 240), 320, 240);
-  const double vSoft = FocusOf(51, Corner(640, 480, 4.0, 320, 240), 320, 240);
-  ASSERT_GT(vSharp, vSoft * 1.01);
-  MeasureFocus(cam, sharp.data(), 640, 480);
-  MeasureFocus(cam, soft.data(), 640, 480);
-  EXPECT_DOUBLE_EQ(cam.modes.focusValue, (vSharp + vSoft) / 2);
-  MeasureFocus(cam, soft.data(), 640, 480);
-  MeasureFocus(cam, soft.data(), 640, 480);
-  EXPECT_DOUBLE_EQ(cam.modes.focusValue, (vSharp + 3 * vSoft) / 4);
-  for (int i = 0; i < 10; ++i) {  // repeated frames: the first leaves the band, then it holds
-    MeasureFocus(cam, soft.data(), 640, 480);
-    EXPECT_NEAR(cam.modes.focusValue, vSoft, vSoft * 0.002) << "frame " << i;
-  }
-  SetFocusCoord(cam, 100, 100);  // a new window restarts, here on a flat quadrant
-  MeasureFocus(cam, sharp.data(), 640, 480);
-  EXPECT_EQ(cam.modes.focusValue, 0.0);
-}
-
-TEST(MeasureFocus, WindowFollowsMirrorAndFlip) {
-  // A bright square left of centre in the top half: flip shows the picture
-  // right to left, mirror upside down.
-  mosaic::Image scene(640, 480);
-  for (int y = 0; y < 480; ++y) {
-    for (int x = 0; x < 640; ++x) {
-      const bool bright = x >= 160 && x < 200 && y >= 100 && y < 140;
-      std::fill_n(scene.At(x, y), 3, bright ? 200 : 60);
-    }
-  }
-  EXPECT_GT(FocusOf(51, scene, 160, 120), 0.0);
-  EXPECT_EQ(FocusOf(51, scene, 160, 120, 0, 1), 0.0);
-  EXPECT_GT(FocusOf(51, scene, 479, 120, 0, 1), 0.0);
-  EXPECT_EQ(FocusOf(51, scene, 160, 120, 1, 0), 0.0);
-  EXPECT_GT(FocusOf(51, scene, 160, 359, 1, 0), 0.0);
+  Preview p(51, 1), fresh(51, 1);
+  const double soft = FocusOfEdge(fresh.cam, 4.0);
+  ASSERT_GT(FocusOfEdge(p.cam, 0.3), soft * 1.01);
+  for (int i = 0; i < 12; ++i) FocusOfEdge(p.cam, 4.0);
+  const double settled = p.cam.modes.focusValue;
+  EXPECT_NEAR(settled, soft, soft * 0.002);
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(FocusOfEdge(p.cam, 4.0), settled);
 }
 
 }  // namespace
