@@ -11,6 +11,48 @@
  * Image output: 24-bit pixels in the order blue, green, red, rows stored
  * bottom-up without padding, behind an optional 14-byte file header and a
  * 40-byte information header (see `framing`).
+ *
+ * What a caller can rely on, whatever the settings hold (SetModes copies any
+ * 208 bytes in unchecked):
+ *
+ *  - Buffers. Size them from the settings of the call: the raw frame holds
+ *    the sample count of the resolution last chosen with SetResolution or
+ *    SetMotionResolution (262144 bytes for codes 0, 11 and 13, 524288 for 21
+ *    and 23, 1048576 for 40; codes 10 and 20 keep the count of the code
+ *    before); the pixels of VX_CCDtoRGB and GetVFWImage hold imageBytes as
+ *    GetImageSize reports it; the image block of ReadPreviewImage holds the
+ *    header of `framing` ('3' 54 bytes, '2' 40, '4' none) plus imageBytes,
+ *    and at least 40 bytes for any other framing value (the information
+ *    header then goes over the first pixels). The library reads no byte of
+ *    the raw frame past that count and writes no byte past those sizes; it
+ *    reads and writes nothing else of the caller's.
+ *  - Refusal. A conversion whose settings cannot be served within those
+ *    buffers returns 0 and writes no pixel: a sub-mode or size whose image
+ *    is larger than imageBytes, an unknown preview sub-mode, an imageBytes
+ *    above 2^31 - 1 for the still and video calls, a GetVFWImage code no
+ *    still path converts, a raw block of ReadCamImage shorter than the
+ *    sample count. The documented fall-backs stay as they are: a still with
+ *    an unknown sub-mode converts at 640 x 480 (code 13; 1260 x 960 for code
+ *    40) and rewrites `resolution`, `width`, `height` and `imageBytes`
+ *    accordingly (a frame whose buffer was sized before and is now too small
+ *    is refused); ReadCamImage gives an all-zero image for a code no still
+ *    path converts (0 and 20 among them); manual white-balance factors of
+ *    exactly 1.0 mean no balance.
+ *  - What a 0 leaves behind. ReadCamImage: *frame unchanged, the raw block
+ *    whole and still owned by the caller (it may stay locked). GetVFWImage:
+ *    the pixels untouched. The preview calls: the pixels untouched, except
+ *    after a due automatic estimate that finds a channel level of 0 (the
+ *    image was converted, the gains were not updated); the raw frame may
+ *    already be rewritten by the raw-domain white balance, except when its
+ *    working buffer could not be allocated.
+ *  - Memory. Every working buffer is checked. A buffer the image cannot do
+ *    without that cannot be had makes the call return 0; one of an optional
+ *    stage (white-balance tables, copies of the filters and the sharpening)
+ *    makes the call return 1 without that stage. Each conversion frees what
+ *    it allocated before returning; the white-balance tables stay until
+ *    VobrexExit. Nothing leaks on any path.
+ *  - Threads. None of its own and no locks: serialise every call, setters
+ *    included.
  */
 #ifndef VOBREX32_H
 #define VOBREX32_H
