@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 #include "capture/image_header.h"
 #include "platform/memory.h"
@@ -25,7 +26,9 @@ int ReadPreviewImage(Camera& cam, HGLOBAL* image, HGLOBAL* raw) {
   // and pixels the settings ask for, are refused before they are touched.
   const CameraModes& m = cam.modes;
   const std::size_t pixelOffset = static_cast<std::size_t>(FramingOffset(m));
-  const std::size_t needed = std::max(pixelOffset + m.imageBytes, HeaderBytes(m));
+  // Formed in 64 bits: on a 32-bit platform a huge imageBytes must not wrap
+  // into a small requirement.
+  const uint64_t needed = std::max<uint64_t>(uint64_t{pixelOffset} + m.imageBytes, HeaderBytes(m));
   if (GlobalBlockSize(*raw) < cam.sampleCount.rawSampleCount || GlobalBlockSize(*image) < needed) {
     return 0;
   }

@@ -17,4 +17,26 @@ void MapSamples(const Camera& cam, int16_t* values, int32_t count, const uint16_
                 int32_t tableLength);
 void NarrowSamples(uint8_t* pixels, const uint16_t* values, int32_t count);
 
+// What MapSamples does to one value under `wbMode`.
+inline int16_t MapSample(int32_t wbMode, int16_t v, const uint16_t* table, int32_t tableLength) {
+  if (wbMode == 1 || wbMode == 2) {
+    if (tableLength <= 0) return v;
+    const int32_t index = v < 0 ? 0 : v >= tableLength ? tableLength - 1 : v;
+    return static_cast<int16_t>(table[index]);
+  }
+  return static_cast<int16_t>(v < 0 ? 0 : v > 255 ? 255 : v);
+}
+
+// The compressing pass (when `compress`) and the narrowing in one sweep:
+// pixels[i] = low byte of MapSample(values[i]) with the compressTable, or of
+// values[i] itself.
+void PackSamples(const Camera& cam, uint8_t* pixels, const uint16_t* values, int32_t count,
+                 bool compress);
+
+// Interleaves three byte lines into `width` pixels (blue, green, red), the
+// pixels in line order or, when `reversed`, the last first; writes only the
+// first `limit` bytes.
+void InterleavePixels(uint8_t* pixels, const uint8_t* blue, const uint8_t* green,
+                      const uint8_t* red, int32_t width, bool reversed, int32_t limit);
+
 }  // namespace vobrex

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 
+#include "capture/channel_tables.h"
 #include "capture/defect_correction.h"
 #include "capture/image_header.h"
 #include "capture/sample_buffers.h"
@@ -14,6 +16,7 @@
 #include "preview/white_balance.h"
 #include "settings/curve_tables.h"
 #include "still/still_driver.h"
+#include "still/still_resample.h"
 
 namespace vobrex {
 
@@ -69,22 +72,69 @@ Owned<int16_t> WidenFrame(const Camera& cam, const uint8_t* raw, int code) {
   return samples;
 }
 
-// The still path of the code; null for codes no path converts. The path
-// takes the samples over once it accepts the code.
-Owned<uint16_t> ConvertByCode(Camera& cam, Owned<int16_t>& samples, int code) {
-  if (code == kHighResolutionCode) return ConvertHighRes(cam, samples);
-  if (IsStillCode(code)) return ConvertStill(cam, samples, code);
-  return nullptr;
-}
+// The rows of a standard still packed into the caller's pixels as the kernel
+// writes them: each row of 16-bit components goes through the compressing
+// pass and the packing of the whole converted buffer, bounded by the bytes
+// the packing would cover, which the settings give once the kernel is
+// chosen (after a sub-mode fall-back).
+class PackedStillRows final : public StillRows {
+ public:
+  PackedStillRows(Camera& cam, uint8_t* pixels, uint32_t sizedFor, bool video)
+      : cam_(cam), pixels_(pixels), sizedFor_(sizedFor), video_(video) {}
+
+  void PutRow(int memoryRow, int width, bool reversed, const StillRowComponents& row) override {
+    const int64_t start = int64_t{memoryRow} * width * 3;
+    const int64_t bytes = Bytes();
+    if (start >= bytes || width > kRowsMaxWidth) return;
+    // Each component is packed on its own, so the lines pack before they
+    // interleave; a grey row packs its one line.
+    const bool compress = Compress();
+    PackSamples(cam_, blue_, row.blue, width, compress);
+    const uint8_t* green = blue_;
+    const uint8_t* red = blue_;
+    if (row.green != row.blue) {
+      PackSamples(cam_, green_, row.green, width, compress);
+      green = green_;
+    }
+    if (row.red != row.blue) {
+      PackSamples(cam_, red_, row.red, width, compress);
+      red = red_;
+    }
+    const auto limit = static_cast<int32_t>(std::min<int64_t>(int64_t{width} * 3, bytes - start));
+    InterleavePixels(pixels_ + start, blue_, green, red, width, reversed, limit);
+  }
+
+  // The components past those the kernel wrote are 0 in a converted buffer.
+  void PackZeros(std::size_t written) {
+    const int64_t bytes = Bytes();
+    if (static_cast<int64_t>(written) >= bytes) return;
+    const uint16_t zero = 0;
+    uint8_t packed = 0;
+    PackSamples(cam_, &packed, &zero, 1, Compress());
+    std::fill(pixels_ + written, pixels_ + bytes, packed);
+  }
+
+  int64_t Bytes() const { return std::min(sizedFor_, cam_.modes.imageBytes); }
+
+ private:
+  bool Compress() const {
+    const CameraModes& m = cam_.modes;
+    return video_ ? m.wideRange == 1 : (m.wideRange == 1 || m.outputFormat != 0);
+  }
+
+  Camera& cam_;
+  uint8_t* pixels_;
+  uint32_t sizedFor_;
+  bool video_;
+  uint8_t blue_[kRowsMaxWidth];
+  uint8_t green_[kRowsMaxWidth];
+  uint8_t red_[kRowsMaxWidth];
+};
 
 // Compressing pass, then the low byte of each value into the pixels.
 void PackConverted(Camera& cam, uint16_t* converted, uint8_t* pixels, int32_t count,
                    bool compress) {
-  if (compress) {
-    MapSamples(cam, reinterpret_cast<int16_t*>(converted), count, kCurveTables.compressTable.data(),
-               kCompressTableLength);
-  }
-  NarrowSamples(pixels, converted, count);
+  PackSamples(cam, pixels, converted, count, compress);
 }
 
 // The number of bytes packed into the caller's pixels: the imageBytes the
@@ -133,6 +183,89 @@ bool BalanceStill(Camera& cam, int16_t* samples, int code) {
   return true;
 }
 
+// --- Widening and white balance in one sweep ----------------------------------
+//
+// Where the white balance maps every sample by its colour and value alone
+// (no gain by position), the chain widen - expand - balance is one table
+// per colour of the 256 byte values: the same estimate and table work run
+// as in the stage-by-stage chain (reading the samples through the widening
+// table), the tables are built by running each byte value through the same
+// steps, and one sweep writes the working samples. The samples are those of
+// the stage-by-stage chain by construction.
+
+// True when the sweep serves the frame: no gain by position, and a frame of
+// exactly the blocks the code's stages walk (no padding to map).
+bool CanBalanceByTables(const Camera& cam, int code) {
+  const std::size_t rawCount = cam.sampleCount.rawSampleCount;
+  const std::size_t balanced = static_cast<std::size_t>(ResolutionScale(code)) * kBlockSamples;
+  return cam.modes.wbExtra == 0 && rawCount == SamplesReadFor(code) && balanced <= rawCount;
+}
+
+enum class BalanceKind { kNone, kWidened, kManual };
+
+// The tables of the chain, after the balance stage ran its estimate and
+// table work (reading `source`).
+template <class Source>
+SampleChannelTables BalanceTables(Camera& cam, const Source& source, const int16_t (&widen)[256],
+                                  int code, BalanceKind kind) {
+  RawGainMaps maps;
+  if (kind != BalanceKind::kNone) WhiteBalanceMaps(cam, source, code, 1, maps);
+  SampleChannelTables t;
+  for (int v = 0; v < 256; ++v) {
+    for (int c : {kChannelGreen, kChannelBlue, kChannelRed}) {
+      t.table[c][v] = maps.Map(c, widen[v]);
+    }
+    t.table[kChannelPlain][v] = widen[v];
+  }
+  return t;
+}
+
+// Fills `samples` from `raw` as WidenFrame, the defect repair (when due)
+// and the balance step would; `video` selects the balance of the video
+// path. Returns false when only the white reference was to be measured.
+bool WidenAndBalanceByTables(Camera& cam, const uint8_t* raw, int16_t* samples, int code,
+                             bool defects, bool video) {
+  CameraModes& m = cam.modes;
+  const int64_t count = cam.sampleCount.rawSampleCount;
+  const int blocks = ResolutionScale(code);
+  BalanceKind kind = BalanceKind::kNone;
+  bool expand = false;
+  if (video) {
+    m.wideRange = m.vfwWideRange == 1 ? 1 : 0;
+    if (m.vfwWideRange == 1) {
+      expand = true;
+      kind = BalanceKind::kWidened;
+    }
+  } else if (m.wbMode == 1 || m.wbMode == 2) {
+    m.wideRange = 1;
+    expand = true;
+    kind = BalanceKind::kWidened;
+  } else if (m.wbMode == 0) {
+    m.wideRange = 1;
+    if (!(m.wbFactorR == 1.0 && m.wbFactorG == 1.0 && m.wbFactorB == 1.0)) {
+      kind = BalanceKind::kManual;
+    }
+  }
+  int16_t widen[256];
+  for (int v = 0; v < 256; ++v) {
+    widen[v] = expand ? MapSample(m.wbMode, static_cast<int16_t>(v),
+                                  kCurveTables.expandTable.data(), kExpandTableLength)
+                      : static_cast<int16_t>(v);
+  }
+  if (defects) {
+    ExpandSamples(samples, raw, static_cast<int32_t>(count));
+    CorrectDefects(cam, samples, code);
+    // Repaired samples are means of four bytes: they still hold 0..255.
+    const SampleChannelTables t =
+        BalanceTables(cam, WidenedSamples{samples, widen}, widen, code, kind);
+    MapByteSamples(samples, count, blocks, t);
+  } else {
+    const SampleChannelTables t = BalanceTables(cam, WidenedBytes{raw, widen}, widen, code, kind);
+    WidenRawBytes(samples, raw, count, blocks, t);
+  }
+  return video || !(kind == BalanceKind::kWidened && m.wbOnly == 1);
+}
+
 // Option 'u' filters. A full-size standard still gets them only with the
 // option; smaller standard stills and high-resolution stills get the row
 // filter of their kind with it as well.
@@ -155,19 +288,44 @@ int ConvertCamFrame(Camera& cam, const uint8_t* raw, uint8_t* out, int code) {
   const uint32_t sizedFor = m.imageBytes;
   uint8_t* pixels = out + FramingOffset(m);
 
-  Owned<int16_t> samples = WidenFrame(cam, raw, code);
-  if (!samples) return 0;
+  const bool defects = m.defectFixOn != 0 && m.stillFilter != 1;
+  Owned<int16_t> samples;
+  if (CanBalanceByTables(cam, code)) {
+    samples = AllocateArray<int16_t>(SamplesReadFor(code));
+    if (!samples) return 0;
+    if (!WidenAndBalanceByTables(cam, raw, samples.get(), code, defects, false)) return 1;
+  } else {
+    samples = WidenFrame(cam, raw, code);
+    if (!samples) return 0;
+    if (defects) CorrectDefects(cam, samples.get(), code);
+    if (!BalanceStill(cam, samples.get(), code)) return 1;
+  }
 
-  if (m.defectFixOn != 0 && m.stillFilter != 1) CorrectDefects(cam, samples.get(), code);
-  if (!BalanceStill(cam, samples.get(), code)) return 1;
-
-  Owned<uint16_t> converted = ConvertByCode(cam, samples, code);
-  samples.reset();
-  if (!converted) return 0;
-
+  if (code != kHighResolutionCode && IsStillCode(code)) {
+    PackedStillRows rows(cam, pixels, sizedFor, false);
+    std::size_t written = 0;
+    const bool converted = ConvertStillRows(cam, samples, code, rows, written);
+    samples.reset();
+    if (!converted) return 0;
+    rows.PackZeros(written);
+  } else if (code == kHighResolutionCode) {
+    PackedStillRows rows(cam, pixels, sizedFor, false);
+    Owned<uint16_t> converted;
+    std::size_t written = 0;
+    const bool done = ConvertHighResRows(cam, samples, rows, converted, written);
+    samples.reset();
+    if (!done) return 0;
+    if (converted) {
+      PackConverted(cam, converted.get(), pixels, PackedBytes(sizedFor, m),
+                    m.wideRange == 1 || m.outputFormat != 0);
+    } else {
+      rows.PackZeros(written);
+    }
+  } else {
+    samples.reset();
+    return 0;  // no still path converts this code
+  }
   const int32_t bytes = PackedBytes(sizedFor, m);
-  PackConverted(cam, converted.get(), pixels, bytes, m.wideRange == 1 || m.outputFormat != 0);
-  converted.reset();
 
   if (ImageFits(m, bytes)) {
     RunStillFilters(m, pixels, code);
@@ -182,14 +340,19 @@ int ReadCamImage(Camera& cam, HGLOBAL* frame) {
   // A raw block smaller than the frame of the current resolution cannot be
   // converted without reading past its end.
   if (GlobalBlockSize(*frame) < cam.sampleCount.rawSampleCount) return 0;
+  // A record asking for more than a signed 32-bit count of bytes is refused
+  // before anything is locked or allocated; the block size is formed in 64
+  // bits so it cannot wrap on a 32-bit platform either.
+  const CameraModes& m = cam.modes;
+  if (!ImageBytesUsable(m)) return 0;
   const auto* raw = static_cast<const uint8_t*>(GlobalBlockLock(*frame));
   if (raw == nullptr) return 0;
 
-  const CameraModes& m = cam.modes;
-  std::size_t blockBytes = static_cast<std::size_t>(m.imageBytes) + kImageHeaderReserve;
+  uint64_t blockBytes = uint64_t{m.imageBytes} + kImageHeaderReserve;
   if (m.outputFormat == 2) blockBytes += kGreySpareBytes;
+  if (blockBytes > SIZE_MAX) return 0;
   // On failure the raw block stays locked and the caller keeps its handle.
-  HGLOBAL image = GlobalBlockAlloc(kImageBlockFlags, blockBytes);
+  HGLOBAL image = GlobalBlockAlloc(kImageBlockFlags, static_cast<std::size_t>(blockBytes));
   if (image == nullptr) return 0;
   auto* out = static_cast<uint8_t*>(GlobalBlockLock(image));
   if (out == nullptr) {
@@ -218,27 +381,50 @@ int GetVFWImage(Camera& cam, const uint8_t* raw, uint8_t* pixels, int code) {
   CameraModes& m = cam.modes;
   if (pixels == nullptr || raw == nullptr || !ImageBytesUsable(m)) return 0;
   const uint32_t sizedFor = m.imageBytes;
-  Owned<int16_t> samples = WidenFrame(cam, raw, code);
-  if (!samples) return 0;
-
-  if (m.vfwWideRange == 1) {
-    m.wideRange = 1;
-    MapSamples(cam, samples.get(), static_cast<int32_t>(cam.sampleCount.rawSampleCount),
-               kCurveTables.expandTable.data(), kExpandTableLength);
-    ApplyWhiteBalance(cam, samples.get(), code, 1);
+  Owned<int16_t> samples;
+  if (CanBalanceByTables(cam, code)) {
+    samples = AllocateArray<int16_t>(SamplesReadFor(code));
+    if (!samples) return 0;
+    WidenAndBalanceByTables(cam, raw, samples.get(), code, false, true);
   } else {
-    m.wideRange = 0;
+    samples = WidenFrame(cam, raw, code);
+    if (!samples) return 0;
+    if (m.vfwWideRange == 1) {
+      m.wideRange = 1;
+      MapSamples(cam, samples.get(), static_cast<int32_t>(cam.sampleCount.rawSampleCount),
+                 kCurveTables.expandTable.data(), kExpandTableLength);
+      ApplyWhiteBalance(cam, samples.get(), code, 1);
+    } else {
+      m.wideRange = 0;
+    }
   }
-
-  Owned<uint16_t> converted = ConvertByCode(cam, samples, code);
-  samples.reset();
-  if (!converted) return 0;
 
   // A video frame has no header: the pixels start at the buffer, whatever
   // the framing says.
+  if (code != kHighResolutionCode && IsStillCode(code)) {
+    PackedStillRows rows(cam, pixels, sizedFor, true);
+    std::size_t written = 0;
+    const bool converted = ConvertStillRows(cam, samples, code, rows, written);
+    samples.reset();
+    if (!converted) return 0;
+    rows.PackZeros(written);
+  } else if (code == kHighResolutionCode) {
+    PackedStillRows rows(cam, pixels, sizedFor, true);
+    Owned<uint16_t> converted;
+    std::size_t written = 0;
+    const bool done = ConvertHighResRows(cam, samples, rows, converted, written);
+    samples.reset();
+    if (!done) return 0;
+    if (converted) {
+      PackConverted(cam, converted.get(), pixels, PackedBytes(sizedFor, m), m.wideRange == 1);
+    } else {
+      rows.PackZeros(written);
+    }
+  } else {
+    samples.reset();
+    return 0;  // no still path converts this code
+  }
   const int32_t bytes = PackedBytes(sizedFor, m);
-  PackConverted(cam, converted.get(), pixels, bytes, m.wideRange == 1);
-  converted.reset();
 
   // The stage makes its own sharpenAllow test; sharpenOn is a still setting.
   if (ImageFits(m, bytes)) SharpenStill(cam, pixels, code);

@@ -53,12 +53,18 @@ Choice ChooseResampler(Camera& cam, HiresResampler& which) {
 
 }  // namespace
 
-Owned<uint16_t> ConvertHighRes(Camera& cam, Owned<int16_t>& samples) {
-  if (!samples) return nullptr;
+namespace {
+
+// The conversion up to the resampling; `resample(which, width, height,
+// orientation, capacity)` runs the chosen resampler. The order of the
+// stages is that of ConvertHighRes.
+template <class Resample>
+bool RunHighRes(Camera& cam, Owned<int16_t>& samples, Resample resample) {
+  if (!samples) return false;
   Owned<int16_t> block = AllocateWorkGrid();
   if (!block) {
     Trace("vobrex32 : MakerasterWarp : TmpBuf is NULL \n");
-    return nullptr;
+    return false;
   }
   const WorkGrid grid = GridOf(block);
   PreparePlanes(cam, samples.get(), grid);
@@ -69,17 +75,48 @@ Owned<uint16_t> ConvertHighRes(Camera& cam, Owned<int16_t>& samples) {
   // a sub-mode fall-back below resizes the image but not the buffer.
   const uint32_t capacity = cam.modes.imageBytes;
   HiresResampler which{};
-  if (ChooseResampler(cam, which) == Choice::kNull) return nullptr;
+  if (ChooseResampler(cam, which) == Choice::kNull) return false;
   // The settings can hold any size. A size whose pixels would not all land
   // inside imageBytes components, or whose reads would leave the grid,
   // cannot be served: null, with nothing written.
   const int width = cam.modes.width;
   const int height = cam.modes.height;
-  if (!ResampleFits(which, width, height, orientation, capacity)) return nullptr;
-  Owned<uint16_t> out = AllocateArray<uint16_t>(capacity, true);
-  if (!out) return nullptr;
-  Resample(grid, which, width, height, orientation, out.get());
+  if (!ResampleFits(which, width, height, orientation, capacity)) return false;
+  return resample(grid, which, width, height, orientation, capacity);
+}
+
+}  // namespace
+
+Owned<uint16_t> ConvertHighRes(Camera& cam, Owned<int16_t>& samples) {
+  Owned<uint16_t> out;
+  const bool done = RunHighRes(cam, samples,
+                               [&out](const WorkGrid& grid, HiresResampler which, int width,
+                                      int height, int orientation, uint32_t capacity) {
+                                 out = AllocateArray<uint16_t>(capacity, true);
+                                 if (!out) return false;
+                                 Resample(grid, which, width, height, orientation, out.get());
+                                 return true;
+                               });
+  if (!done) return nullptr;
   return out;
+}
+
+bool ConvertHighResRows(Camera& cam, Owned<int16_t>& samples, StillRows& rows,
+                        Owned<uint16_t>& converted, std::size_t& written) {
+  written = 0;
+  return RunHighRes(cam, samples,
+                    [&](const WorkGrid& grid, HiresResampler which, int width, int height,
+                        int orientation, uint32_t capacity) {
+                      if (ResampleWritesWholeRows(which, width, height)) {
+                        ResampleRows(grid, which, width, height, orientation, rows);
+                        written = static_cast<std::size_t>(width) * height * 3;
+                        return true;
+                      }
+                      converted = AllocateArray<uint16_t>(capacity, true);
+                      if (!converted) return false;
+                      Resample(grid, which, width, height, orientation, converted.get());
+                      return true;
+                    });
 }
 
 }  // namespace vobrex

@@ -1,6 +1,7 @@
 // High-resolution still conversion (code 40): four shifted exposures.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "settings/camera.h"
@@ -16,5 +17,15 @@ namespace vobrex {
 // can name code 40 with another resolution's count; the caller pads such a
 // frame).
 Owned<uint16_t> ConvertHighRes(Camera& cam, Owned<int16_t>& samples);
+
+class StillRows;
+
+// ConvertHighRes handing its rows on as they come, for the sizes whose rows
+// the resampler writes whole; for other sizes `converted` receives the
+// buffer ConvertHighRes would return. False where ConvertHighRes gives null
+// (the same refusals, at the same points). `written` is the number of
+// components the rows cover; the rest of imageBytes would be 0.
+bool ConvertHighResRows(Camera& cam, Owned<int16_t>& samples, StillRows& rows,
+                        Owned<uint16_t>& converted, std::size_t& written);
 
 }  // namespace vobrex

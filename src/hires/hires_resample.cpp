@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "still/picture_rows.h"
+#include "still/widening.h"
+
 namespace vobrex {
 namespace {
 
@@ -245,6 +248,144 @@ void Resample(const WorkGrid& grid, HiresResampler which, int width, int height,
     case Size::k848:
       grey ? Resample848<true>(grid, place, out) : Resample848<false>(grid, place, out);
       break;
+  }
+}
+
+bool ResampleWritesWholeRows(HiresResampler which, int width, int height) {
+  if (width < 1 || height < 1 || width > kRowsMaxWidth) return false;
+  if (SizeOf(which) == Size::k1016) return true;
+  // The five phase loops write pixels 0 .. width - 1 exactly once when
+  // their counts add up to the width and the last pixel is the row's last.
+  const ColumnPhases n = FivePhaseCounts(width);
+  int total = 0;
+  for (int c : n.count) total += c;
+  return total == width && FivePhaseLastPixel(n) == width - 1;
+}
+
+namespace {
+
+// One plane's values of one output row, in computed order; a last group
+// cut short by the width is computed whole, its extra values unused.
+using PlaneLine = int32_t[kRowsMaxWidth + 5];
+
+// 1260 x 960, row y: grid row 8 + y, five pixels per four grid columns.
+// Phases 2 and 3 are (4 x1 + 6 x2) / 10 and (6 x2 + 4 x3) / 10: for any
+// integer a, 2a / 10 and a / 5 are the same rational number, so their
+// truncations agree, and these are (2 x1 + 3 x2) / 5 and (3 x2 + 2 x3) / 5,
+// the weights of the still widening. The rows from 8 to 967 have rows after
+// them for the widening's reads past the last group.
+void Line1260(const int16_t* plane, int y, int width, int32_t* o) {
+  WidenFourToFive(plane + WorkGrid::Offset(8 + y, 4), (width + 4) / 5, o, false);
+}
+
+// 1016 x 768, row 8q + phase: grid rows from 8 + 10q, one pixel per column.
+void Line1016(const int16_t* plane, int y, int width, int32_t* o) {
+  const int q = y / 8, phase = y % 8;
+  const int16_t* r = plane + WorkGrid::Offset(8 + 10 * q, 4);
+  auto at = [r](int k) { return r + k * kRow; };
+  const int16_t *a = nullptr, *b = nullptr;
+  switch (phase) {
+    case 0:
+      a = at(0);
+      for (int x = 0; x < width; ++x) o[x] = a[x];
+      return;
+    case 1:
+      a = at(1), b = at(2);
+      for (int x = 0; x < width; ++x) o[x] = (3 * a[x] + b[x]) / 4;
+      return;
+    case 2:
+      a = at(2), b = at(3);
+      for (int x = 0; x < width; ++x) o[x] = (a[x] + b[x]) / 2;
+      return;
+    case 3:
+      a = at(3), b = at(4);
+      for (int x = 0; x < width; ++x) o[x] = (a[x] + 3 * b[x]) / 4;
+      return;
+    case 4:
+      a = at(5);
+      for (int x = 0; x < width; ++x) o[x] = a[x];
+      return;
+    case 5:
+      a = at(6), b = at(7);
+      for (int x = 0; x < width; ++x) o[x] = (3 * a[x] + b[x]) / 4;
+      return;
+    case 6:
+      a = at(7), b = at(8);
+      for (int x = 0; x < width; ++x) o[x] = (a[x] + b[x]) / 2;
+      return;
+    default:
+      a = at(8), b = at(9);
+      for (int x = 0; x < width; ++x) o[x] = (a[x] + 3 * b[x]) / 4;
+      return;
+  }
+}
+
+// 848 x 640, row 4q + phase: grid rows from 8 + 6q, five pixels per six
+// grid columns from column 2.
+void Line848(const int16_t* plane, int y, int width, int32_t* o) {
+  const int q = y / 4, phase = y % 4;
+  const int16_t* base = plane + WorkGrid::Offset(8 + 6 * q, 2);
+  for (int g = 0; 5 * g < width; ++g) {
+    const int16_t* z = base + 6 * g;
+    int32_t* v = o + 5 * g;
+    if (phase == 0 || phase == 2) {
+      const int16_t* r = z + (phase == 0 ? 0 : 3 * kRow);
+      v[0] = r[0];
+      v[1] = (4 * r[1] + r[2]) / 5;
+      v[2] = (3 * r[2] + 2 * r[3]) / 5;
+      v[3] = (2 * r[3] + 3 * r[4]) / 5;
+      v[4] = (r[4] + 4 * r[5]) / 5;
+    } else if (phase == 1) {
+      const int16_t* r1 = z + kRow;
+      const int16_t* r2 = z + 2 * kRow;
+      v[0] = r2[0];
+      v[1] = (r1[1] + r2[2]) / 2;
+      v[2] = (r1[3] + r2[2]) / 2;
+      v[3] = (r1[3] + r2[4]) / 2;
+      v[4] = (r1[5] + r2[4]) / 2;
+    } else {
+      const int16_t* r4 = z + 4 * kRow;
+      const int16_t* r5 = z + 5 * kRow;
+      v[0] = r4[0];
+      v[1] = (r4[2] + r5[1]) / 2;
+      v[2] = (r4[2] + r5[3]) / 2;
+      v[3] = (r4[4] + r5[3]) / 2;
+      v[4] = (r4[4] + r5[5]) / 2;
+    }
+  }
+}
+
+}  // namespace
+
+void ResampleRows(const WorkGrid& grid, HiresResampler which, int width, int height,
+                  int orientation, StillRows& rows) {
+  if (!ResampleWritesWholeRows(which, width, height)) return;
+  const Placement place(width, height, orientation);
+  void (*line)(const int16_t*, int, int, int32_t*) = Line1260;
+  if (SizeOf(which) == Size::k1016) line = Line1016;
+  if (SizeOf(which) == Size::k848) line = Line848;
+  const bool grey = IsGrey(which);
+  PlaneLine red, green, blue;
+  StillComponentLines out;
+  for (int y = 0; y < height; ++y) {
+    line(grid.Plane(kRedPlane), y, width, red);
+    line(grid.Plane(kGreenPlane), y, width, green);
+    line(grid.Plane(kBluePlane), y, width, blue);
+    StillRowComponents components{out.blue, out.green, out.red};
+    if (grey) {
+      for (int x = 0; x < width; ++x) {
+        out.green[x] = static_cast<uint16_t>((2 * red[x] + 4 * green[x] + blue[x]) / 7);
+      }
+      components = {out.green, out.green, out.green};
+    } else {
+      for (int x = 0; x < width; ++x) {
+        out.blue[x] = static_cast<uint16_t>(blue[x]);
+        out.green[x] = static_cast<uint16_t>(green[x]);
+        out.red[x] = static_cast<uint16_t>(red[x]);
+      }
+    }
+    const int memoryRow = place.firstRowLast ? height - 1 - y : y;
+    rows.PutRow(memoryRow, width, place.rightToLeft, components);
   }
 }
 

@@ -43,4 +43,18 @@ bool ResampleFits(HiresResampler which, int width, int height, int orientation, 
 void Resample(const WorkGrid& grid, HiresResampler which, int width, int height, int orientation,
               uint16_t* out);
 
+// True when every row of the size is written whole, from its first pixel
+// to its last and no further (the five-phase members need a width that is
+// a multiple of 5); such rows can be handed on one by one.
+bool ResampleWritesWholeRows(HiresResampler which, int width, int height);
+
+class StillRows;
+
+// Resample for a size with whole rows (and ResampleFits): each output row
+// goes to `rows` as component lines in computed order, with the memory row
+// and direction the orientation code gives. The values are those Resample
+// writes.
+void ResampleRows(const WorkGrid& grid, HiresResampler which, int width, int height,
+                  int orientation, StillRows& rows);
+
 }  // namespace vobrex

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "platform/simd.h"
 #include "platform/trace.h"
 
 namespace vobrex {
@@ -180,7 +181,176 @@ int RedDiagonalLine(const WorkGrid& grid, int c, int t) {
   return 0;
 }
 
+#if defined(VOBREX_X86_SIMD)
+
+// Sixteen sites of one row at once: site t of a step sits at column
+// 2(m + t) + parity. A 32-bit lane of a load at an even column holds that
+// column in its low half and the next in its high half, so a read at
+// (row + dr, site column + dc) is the low or high half of a load.
+template <int kDr, int kOffset>
+VOBREX_TARGET_AVX512 inline __m512i Neighbour(const int16_t* at) {
+  constexpr int kEven = kOffset - (kOffset & 1);
+  const __m512i v = _mm512_loadu_si512(at + kDr * kGridSide + kEven);
+  if constexpr ((kOffset & 1) == 0) return _mm512_srai_epi32(_mm512_slli_epi32(v, 16), 16);
+  return _mm512_srai_epi32(v, 16);
+}
+
+VOBREX_TARGET_AVX512 inline __m512i Sum8(const __m512i (&v)[8]) {
+  __m512i s = v[0];
+  for (int k = 1; k < 8; ++k) s = _mm512_add_epi32(s, v[k]);
+  return s;
+}
+
+VOBREX_TARGET_AVX512 inline __m512i Deviation8(const __m512i (&v)[8]) {
+  const __m512i mean = _mm512_srai_epi32(Sum8(v), 3);
+  __m512i d = _mm512_setzero_si512();
+  for (int k = 0; k < 8; ++k)
+    d = _mm512_add_epi32(d, _mm512_abs_epi32(_mm512_sub_epi32(v[k], mean)));
+  return d;
+}
+
+// IP4G on the green plane for sixteen sites: LineDetect's tests in its
+// order, then the value of the direction.
+template <int kParity>
+VOBREX_TARGET_AVX512 inline __m512i GreenSites(const int16_t* at) {
+  const __m512i left = Neighbour<0, kParity - 1>(at), right = Neighbour<0, kParity + 1>(at);
+  const __m512i up = Neighbour<-1, kParity>(at), down = Neighbour<1, kParity>(at);
+  const __m512i upLeft2 = Neighbour<-1, kParity - 2>(at), upRight2 = Neighbour<-1, kParity + 2>(at);
+  const __m512i downLeft2 = Neighbour<1, kParity - 2>(at);
+  const __m512i downRight2 = Neighbour<1, kParity + 2>(at);
+  const __m512i up2Left = Neighbour<-2, kParity - 1>(at), up2Right = Neighbour<-2, kParity + 1>(at);
+  const __m512i down2Left = Neighbour<2, kParity - 1>(at);
+  const __m512i down2Right = Neighbour<2, kParity + 1>(at);
+  const __m512i left3 = Neighbour<0, kParity - 3>(at), right3 = Neighbour<0, kParity + 3>(at);
+  const __m512i up3 = Neighbour<-3, kParity>(at), down3 = Neighbour<3, kParity>(at);
+
+  const __m512i leftRight = _mm512_add_epi32(left, right);
+  const __m512i upDownSum = _mm512_add_epi32(up, down);
+  const __m512i h = _mm512_sub_epi32(
+      _mm512_add_epi32(_mm512_add_epi32(left3, right3), _mm512_slli_epi32(leftRight, 1)),
+      _mm512_add_epi32(_mm512_add_epi32(_mm512_add_epi32(upLeft2, upRight2),
+                                        _mm512_add_epi32(downLeft2, downRight2)),
+                       upDownSum));
+  const __m512i v = _mm512_sub_epi32(
+      _mm512_add_epi32(_mm512_add_epi32(up3, down3), _mm512_slli_epi32(upDownSum, 1)),
+      _mm512_add_epi32(_mm512_add_epi32(_mm512_add_epi32(up2Left, up2Right),
+                                        _mm512_add_epi32(down2Left, down2Right)),
+                       leftRight));
+  const __m512i across[8] = {upLeft2, upRight2, downLeft2, downRight2, left, right, up, down};
+  const __m512i along[8] = {up2Left, up2Right, down2Left, down2Right, left, right, up, down};
+  const __m512i limit48 = _mm512_set1_epi32(48), limit160 = _mm512_set1_epi32(160);
+  const __mmask16 flat = _mm512_cmplt_epi32_mask(Deviation8(across), limit48) |
+                         _mm512_cmplt_epi32_mask(Deviation8(along), limit48);
+  const __m512i absH = _mm512_abs_epi32(h), absV = _mm512_abs_epi32(v);
+  const __m512i upDown = _mm512_abs_epi32(_mm512_sub_epi32(up, down));
+  const __mmask16 vertical =
+      _mm512_cmpgt_epi32_mask(absV, absH) &
+      _mm512_cmple_epi32_mask(upDown, _mm512_abs_epi32(_mm512_sub_epi32(up, left))) &
+      _mm512_cmple_epi32_mask(upDown, _mm512_abs_epi32(_mm512_sub_epi32(up, right))) &
+      _mm512_cmpgt_epi32_mask(absV, limit160) & ~flat;
+  const __m512i rightLeft = _mm512_abs_epi32(_mm512_sub_epi32(right, left));
+  const __mmask16 pivot =
+      _mm512_cmple_epi32_mask(rightLeft, _mm512_abs_epi32(_mm512_sub_epi32(left, up)));
+  const __mmask16 horizontal =
+      ~flat & ~vertical & pivot &
+      _mm512_cmple_epi32_mask(rightLeft, _mm512_abs_epi32(_mm512_sub_epi32(left, down))) &
+      _mm512_cmpgt_epi32_mask(absH, limit160);
+  const __m512i low = _mm512_min_epi32(_mm512_min_epi32(left, right), _mm512_min_epi32(up, down));
+  const __m512i high = _mm512_max_epi32(_mm512_max_epi32(left, right), _mm512_max_epi32(up, down));
+  __m512i r = _mm512_srai_epi32(
+      _mm512_sub_epi32(_mm512_add_epi32(leftRight, upDownSum), _mm512_add_epi32(low, high)), 1);
+  r = _mm512_mask_blend_epi32(vertical, r, _mm512_srai_epi32(upDownSum, 1));
+  return _mm512_mask_blend_epi32(horizontal, r, _mm512_srai_epi32(leftRight, 1));
+}
+
+// The median pair of the four direct neighbours, for sixteen sites.
+template <int kParity>
+VOBREX_TARGET_AVX512 inline __m512i MedianSites(const int16_t* at) {
+  const __m512i left = Neighbour<0, kParity - 1>(at), right = Neighbour<0, kParity + 1>(at);
+  const __m512i up = Neighbour<-1, kParity>(at), down = Neighbour<1, kParity>(at);
+  const __m512i low = _mm512_min_epi32(_mm512_min_epi32(left, right), _mm512_min_epi32(up, down));
+  const __m512i high = _mm512_max_epi32(_mm512_max_epi32(left, right), _mm512_max_epi32(up, down));
+  const __m512i all = _mm512_add_epi32(_mm512_add_epi32(left, right), _mm512_add_epi32(up, down));
+  return _mm512_srai_epi32(_mm512_sub_epi32(all, _mm512_add_epi32(low, high)), 1);
+}
+
+enum class Estimate { kLine, kMedian };
+
+// The sites of one row at columns of `kParity`, `sites` of them from the
+// row's first; all read only sites the row does not write.
+template <int kParity, Estimate kEstimate>
+VOBREX_TARGET_AVX512 void CompleteRow(int16_t* row, int sites) {
+  const __m512i lowHalf = _mm512_set1_epi32(0xFFFF);
+  for (int m = 0; m < sites; m += 16) {
+    int16_t* at = row + 2 * m;
+    const __m512i value =
+        kEstimate == Estimate::kLine ? GreenSites<kParity>(at) : MedianSites<kParity>(at);
+    const __m512i here = _mm512_loadu_si512(at);
+    const __m512i merged =
+        kParity
+            ? _mm512_or_si512(_mm512_and_si512(here, lowHalf), _mm512_slli_epi32(value, 16))
+            : _mm512_or_si512(_mm512_andnot_si512(lowHalf, here), _mm512_and_si512(value, lowHalf));
+    const int left = sites - m;
+    const __mmask16 lanes = left >= 16 ? __mmask16(0xFFFF) : __mmask16((1u << left) - 1);
+    _mm512_mask_storeu_epi32(at, lanes, merged);
+  }
+}
+
+VOBREX_TARGET_AVX512 void CompleteGreenAvx512(const WorkGrid& grid) {
+  int16_t* green = grid.Plane(kGreenPlane);
+  for (int r = 2; r <= 1018; r += 2) {
+    // Row r at the odd columns 1..1023, then row r + 1 at the even columns
+    // 0..1018, in the order of the scalar pass: a row reads the one before
+    // it as filled and the one after it as not yet filled.
+    CompleteRow<1, Estimate::kLine>(green + WorkGrid::Offset(r, 0), 512);
+    CompleteRow<0, Estimate::kLine>(green + WorkGrid::Offset(r + 1, 0), 510);
+  }
+}
+
+// CompleteRed: the same sites, each the median pair of its neighbours,
+// which are all sites of the red checkerboard.
+VOBREX_TARGET_AVX512 void CompleteRedAvx512(const WorkGrid& grid) {
+  int16_t* red = grid.Plane(kRedPlane);
+  for (int r = 2; r <= 1018; r += 2) {
+    CompleteRow<1, Estimate::kMedian>(red + WorkGrid::Offset(r, 0), 512);
+    CompleteRow<0, Estimate::kMedian>(red + WorkGrid::Offset(r + 1, 0), 510);
+  }
+}
+
+// CompleteBlue: B(r + 1, c) - G(r + 1, c) + G(r, c) stored as 16 bits is
+// the same sum taken modulo 2^16, so 16-bit lanes with wrapping adds give
+// it; thirty-two columns a step, the sites of the row's parity kept.
+VOBREX_TARGET_AVX512 void BlueRow(int16_t* blue, const int16_t* green, int r, int parity,
+                                  int lastColumn) {
+  const __mmask32 parityLanes = parity ? 0xAAAAAAAAu : 0x55555555u;
+  int16_t* b = blue + WorkGrid::Offset(r, 0);
+  const int16_t* g = green + WorkGrid::Offset(r, 0);
+  for (int c = 0; c <= lastColumn; c += 32) {
+    const __m512i below = _mm512_loadu_si512(b + kGridSide + c);
+    const __m512i greenBelow = _mm512_loadu_si512(g + kGridSide + c);
+    const __m512i greenHere = _mm512_loadu_si512(g + c);
+    const __m512i value = _mm512_add_epi16(_mm512_sub_epi16(below, greenBelow), greenHere);
+    const int left = lastColumn + 1 - c;
+    const __mmask32 inRow = left >= 32 ? ~__mmask32(0) : (__mmask32(1) << left) - 1;
+    _mm512_mask_storeu_epi16(b + c, parityLanes & inRow, value);
+  }
+}
+
+VOBREX_TARGET_AVX512 void CompleteBlueAvx512(const WorkGrid& grid) {
+  int16_t* blue = grid.Plane(kBluePlane);
+  const int16_t* green = grid.Plane(kGreenPlane);
+  for (int r = 0; r <= 1018; r += 2) {
+    BlueRow(blue, green, r, 1, 1023);
+    BlueRow(blue, green, r + 1, 0, 1018);
+  }
+}
+
+#endif
+
 void CompleteGreen(const WorkGrid& grid) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) return CompleteGreenAvx512(grid);
+#endif
   const PlaneSites green(grid.Plane(kGreenPlane));
   for (int r = 2; r <= 1018; r += 2) {
     for (int c = 1; c <= 1023; c += 2) green.Set(r, c, IP4G(grid, c, r, kGreenSelector));
@@ -249,6 +419,9 @@ void FillBlueRows(const WorkGrid& grid) {
 }
 
 void CompleteRed(const WorkGrid& grid) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) return CompleteRedAvx512(grid);
+#endif
   const PlaneSites red(grid.Plane(kRedPlane));
   auto median = [&red](int r, int c) {
     return MedianPair(red(r, c - 1), red(r, c + 1), red(r - 1, c), red(r + 1, c));
@@ -262,6 +435,12 @@ void CompleteRed(const WorkGrid& grid) {
 // Blue takes the colour difference of the site below, which holds blue in
 // both line kinds once the rows are filled.
 void CompleteBlue(const WorkGrid& grid) {
+#if defined(VOBREX_X86_SIMD)
+  // Blue is never an object when single sites are filled (IsRBObject in
+  // site-fill mode is false for blue), so every site takes the colour
+  // difference of the site below.
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) return CompleteBlueAvx512(grid);
+#endif
   const PlaneSites blue(grid.Plane(kBluePlane));
   const PlaneSites green(grid.Plane(kGreenPlane));
   auto fill = [&](int r, int c) {

@@ -29,6 +29,16 @@ Owned<T> AllocateArray(std::size_t count, bool zeroed = false) {
   return Owned<T>(static_cast<T*>(AllocateBytes(count * sizeof(T), zeroed)));
 }
 
+// Bytes of general-allocator blocks, counted per thread (a block is counted
+// on the thread that allocates or frees it): ResetPeakAllocation starts a
+// measurement at the bytes live now, PeakAllocatedBytes gives the most that
+// were live above that level since. Measures the working memory of a
+// conversion; the counters cost two additions a block.
+void ResetPeakAllocation();
+std::size_t PeakAllocatedBytes();
+// Bytes live in blocks allocated minus blocks freed on this thread.
+long long LiveAllocatedBytes();
+
 // Global-memory blocks: the Windows calls on Windows, the library's own
 // implementation elsewhere. Both go through the failure hook.
 HGLOBAL GlobalBlockAlloc(unsigned flags, std::size_t bytes);

@@ -63,43 +63,58 @@ void RemapGainTable(uint8_t* table) {
   for (int32_t i = 0; i < 255; ++i) table[i] = kCurveTables.gainShapeTable[table[i]];
 }
 
+bool ColorGainMaps(const Camera& cam, const uint8_t* tableR, const uint8_t* tableG,
+                   const uint8_t* tableB, int32_t mode, uint8_t (&maps)[3][256]) {
+  if (mode < 1 || mode > 10) return false;
+  const CameraModes& m = cam.modes;
+  const uint8_t* through[3] = {nullptr, nullptr, nullptr};  // blue, green, red
+  FactorTables factors;
+  uint8_t composed[3][256];
+  switch (mode) {
+    case 1: through[0] = tableB, through[1] = tableG; break;
+    case 2: through[1] = tableG, through[2] = tableR; break;
+    case 3: through[0] = tableB, through[2] = tableR; break;
+    case 10:
+      switch (m.wbMode) {
+        case 0:
+          factors = MakeFactorTables(m);
+          through[0] = factors.blue, through[1] = factors.green, through[2] = factors.red;
+          break;
+        case 1: through[0] = tableB, through[1] = tableG, through[2] = tableR; break;
+        case 2:
+          if (m.wbFactorR == 1.0 && m.wbFactorG == 1.0 && m.wbFactorB == 1.0) {
+            through[0] = tableB, through[1] = tableG, through[2] = tableR;
+            break;
+          }
+          // The manual trim applies on top of the automatic gain: factor of gain.
+          factors = MakeFactorTables(m);
+          for (int32_t v = 0; v < 256; ++v) {
+            composed[0][v] = factors.blue[tableB[v]];
+            composed[1][v] = factors.green[tableG[v]];
+            composed[2][v] = factors.red[tableR[v]];
+          }
+          through[0] = composed[0], through[1] = composed[1], through[2] = composed[2];
+          break;
+        default: return false;
+      }
+      break;
+    default: return false;  // 4..9 do nothing
+  }
+  for (int c = 0; c < 3; ++c) {
+    for (int32_t v = 0; v < 256; ++v) {
+      maps[c][v] = through[c] != nullptr ? through[c][v] : static_cast<uint8_t>(v);
+    }
+  }
+  return true;
+}
+
 void ApplyColorGain(const Camera& cam, uint8_t* rgb, int32_t byteCount, const uint8_t* tableR,
                     const uint8_t* tableG, const uint8_t* tableB, int32_t mode) {
   const int32_t pixels = byteCount / 3;
-  if (mode < 1 || mode > 10 || pixels <= 0) return;
-  const CameraModes& m = cam.modes;
-  switch (mode) {
-    case 1: MapPixels(rgb, pixels, tableB, tableG, nullptr); return;
-    case 2: MapPixels(rgb, pixels, nullptr, tableG, tableR); return;
-    case 3: MapPixels(rgb, pixels, tableB, nullptr, tableR); return;
-    case 10: break;
-    default: return;  // 4..9 do nothing
-  }
-  switch (m.wbMode) {
-    case 0: {
-      const FactorTables f = MakeFactorTables(m);
-      MapPixels(rgb, pixels, f.blue, f.green, f.red);
-      return;
-    }
-    case 1: MapPixels(rgb, pixels, tableB, tableG, tableR); return;
-    case 2: {
-      if (m.wbFactorR == 1.0 && m.wbFactorG == 1.0 && m.wbFactorB == 1.0) {
-        MapPixels(rgb, pixels, tableB, tableG, tableR);
-        return;
-      }
-      // The manual trim applies on top of the automatic gain: factor of gain.
-      const FactorTables f = MakeFactorTables(m);
-      uint8_t blue[256], green[256], red[256];
-      for (int32_t v = 0; v < 256; ++v) {
-        blue[v] = f.blue[tableB[v]];
-        green[v] = f.green[tableG[v]];
-        red[v] = f.red[tableR[v]];
-      }
-      MapPixels(rgb, pixels, blue, green, red);
-      return;
-    }
-    default: return;
-  }
+  if (pixels <= 0) return;
+  uint8_t maps[3][256];
+  if (!ColorGainMaps(cam, tableR, tableG, tableB, mode, maps)) return;
+  MapPixels(rgb, pixels, maps[0], maps[1], maps[2]);
 }
 
 }  // namespace vobrex

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "capture/channel_tables.h"
 #include "capture/sample_buffers.h"
 #include "platform/memory.h"
 #include "preview/focus.h"
@@ -69,8 +70,48 @@ KernelChoice ChooseKernel(const CameraModes& m) {
 // narrowed into the frame. False when the working buffer cannot be had;
 // the frame is then unchanged. The buffer holds at least one block, which
 // is what the balance walks.
+//
+// When the balance maps each sample by its colour and value alone (no gain
+// by position), the chain widen - expand - balance - compress - narrow is
+// one byte table per colour. The tables are built by running the same
+// steps on each of the 256 byte values, and applied in one sweep over the
+// frame: the bytes are those of the sample-by-sample chain by construction.
+// The tables are the working storage of that sweep; they come from the
+// general allocator like every working buffer, so a frame whose storage
+// cannot be had fails before any byte is written.
+bool BalanceRawFrameByTables(Camera& cam, uint8_t* raw) {
+  const CameraModes& m = cam.modes;
+  const int64_t count = cam.sampleCount.rawSampleCount;
+  Owned<ByteChannelTables> storage = AllocateArray<ByteChannelTables>(1);
+  if (!storage) return false;
+  ByteChannelTables& tables = storage[0];
+  int16_t widen[256];
+  for (int v = 0; v < 256; ++v) {
+    widen[v] = MapSample(m.wbMode, static_cast<int16_t>(v), kCurveTables.expandTable.data(),
+                         kExpandTableLength);
+  }
+  RawGainMaps maps;
+  WhiteBalanceMaps(cam, WidenedBytes{raw, widen}, kPreviewBalanceCode, kPreviewCaller, maps);
+  auto narrow = [&m](int16_t v) {
+    return static_cast<uint8_t>(
+        MapSample(m.wbMode, v, kCurveTables.compressTable.data(), kCompressTableLength) & 0xFF);
+  };
+  for (int v = 0; v < 256; ++v) {
+    for (int c : {kChannelGreen, kChannelBlue, kChannelRed}) {
+      tables.table[c][v] = narrow(maps.Map(c, widen[v]));
+    }
+    tables.table[kChannelPlain][v] = narrow(widen[v]);
+  }
+  MapRawBytes(raw, count, ResolutionScale(kPreviewBalanceCode), tables);
+  return true;
+}
+
 bool BalanceRawFrame(Camera& cam, uint8_t* raw) {
   const auto count = static_cast<int32_t>(cam.sampleCount.rawSampleCount);
+  // The table sweep needs the whole block the balance measures and maps;
+  // a gain by position needs the samples themselves.
+  if (cam.modes.wbExtra == 0 && count >= kPreviewFrameBytes)
+    return BalanceRawFrameByTables(cam, raw);
   const int32_t capacity = std::max(count, kPreviewFrameBytes);
   Owned<int16_t> samples = AllocateArray<int16_t>(static_cast<std::size_t>(capacity));
   if (!samples) return false;
@@ -83,15 +124,21 @@ bool BalanceRawFrame(Camera& cam, uint8_t* raw) {
   return true;
 }
 
-// The timed estimate of the colour gains. False when the estimate leaves a
-// smallest level of 0: the tables and lastEstimateTime then keep their values.
-bool UpdateColorGains(Camera& cam, const uint8_t* rgb, int32_t byteCount) {
-  CameraModes& m = cam.modes;
+// Reads the clock into lastFrameTime; true when an estimate of the colour
+// gains is due on this frame.
+bool EstimateDue(Camera& cam) {
   PreviewState& s = cam.preview;
   s.lastFrameTime = cam.NowMs();
   // A signed difference, so that the gate keeps working when the clock wraps.
   const auto elapsed = static_cast<int32_t>(s.lastFrameTime - s.lastEstimateTime);
-  if (elapsed <= kEstimateIntervalMs && m.wbOnly != 1) return true;
+  return elapsed > kEstimateIntervalMs || cam.modes.wbOnly == 1;
+}
+
+// The estimate of the colour gains. False when it leaves a smallest level
+// of 0: the tables and lastEstimateTime then keep their values.
+bool UpdateColorGains(Camera& cam, const uint8_t* rgb, int32_t byteCount) {
+  CameraModes& m = cam.modes;
+  PreviewState& s = cam.preview;
 
   EstimateWhiteBalance(cam, rgb, byteCount);
   const auto ratioR = static_cast<int16_t>(m.ratioR);
@@ -112,6 +159,29 @@ bool UpdateColorGains(Camera& cam, const uint8_t* rgb, int32_t byteCount) {
 void ApplyColorGainTables(Camera& cam, uint8_t* rgb, int32_t byteCount) {
   const PreviewState& s = cam.preview;
   ApplyColorGain(cam, rgb, byteCount, s.gainTableR, s.gainTableG, s.gainTableB, kColorGainByWbMode);
+}
+
+// ApplyByteTable with the previewTable, then the colour gain, in one pass:
+// for each byte of a pixel, the gain's table of the preview table's value;
+// bytes past the last whole pixel take the preview table only, as the gain
+// maps whole pixels.
+void ApplyPreviewAndGain(Camera& cam, uint8_t* rgb, int32_t byteCount) {
+  if (byteCount <= 0) return;
+  const PreviewState& s = cam.preview;
+  const uint8_t* preview = kCurveTables.previewTable.data();
+  uint8_t gain[3][256];
+  const int32_t pixels = byteCount / 3;
+  if (pixels <= 0 ||
+      !ColorGainMaps(cam, s.gainTableR, s.gainTableG, s.gainTableB, kColorGainByWbMode, gain)) {
+    ApplyByteTable(rgb, byteCount, preview);
+    return;
+  }
+  uint8_t tables[3][256];
+  for (int c = 0; c < 3; ++c) {
+    for (int v = 0; v < 256; ++v) tables[c][v] = gain[c][preview[v]];
+  }
+  MapPixelBytes(rgb, pixels, tables);
+  ApplyByteTable(rgb + 3 * pixels, byteCount - 3 * pixels, preview);
 }
 
 bool HasManualFactors(const CameraModes& m) {
@@ -177,11 +247,16 @@ int ConvertPreviewFrame(Camera& cam, uint8_t* raw, uint8_t* rgb) {
       return 1;
     }
     if (m.outputFormat == 1) {
-      ApplyByteTable(rgb, byteCount, kCurveTables.previewTable.data());
-      if (m.wbMode == 1 || m.wbMode == 2) {
+      const bool due = (m.wbMode == 1 || m.wbMode == 2) && EstimateDue(cam);
+      if (due) {
+        ApplyByteTable(rgb, byteCount, kCurveTables.previewTable.data());
         if (!UpdateColorGains(cam, rgb, byteCount)) return 0;
+        ApplyColorGainTables(cam, rgb, byteCount);
+      } else {
+        // Without an estimate between them, the preview table and the
+        // colour gain are one table per byte of a pixel.
+        ApplyPreviewAndGain(cam, rgb, byteCount);
       }
-      ApplyColorGainTables(cam, rgb, byteCount);
     }
   } else if (m.outputFormat == 1 && HasManualFactors(m)) {
     ApplyColorGainTables(cam, rgb, byteCount);
@@ -196,7 +271,7 @@ int ConvertPreviewFrame(Camera& cam, uint8_t* raw, uint8_t* rgb) {
 }
 
 void ApplyByteTable(uint8_t* buffer, int32_t count, const uint8_t* table) {
-  for (int32_t i = 0; i < count; ++i) buffer[i] = table[buffer[i]];
+  MapBytes(buffer, count, table);
 }
 
 int SharpenPreview(uint8_t* rgb, int32_t width, int32_t height) {

@@ -5,6 +5,7 @@
 #include <array>
 
 #include "preview/sensor_kernel_output.h"
+#include "preview/sensor_kernel_vector.h"
 #include "preview/sensor_kernels.h"
 
 namespace vobrex {
@@ -145,23 +146,132 @@ void ResampleTwoLines(const uint8_t* raw, uint8_t* rgb, int orientation) {
   }
 }
 
+// --- The kernels in formula form, for the vector engine ---------------------
+
+// weight x (one colour along a line): its two taps.
+void AddAlong(ByteFormula& f, int line, const Taps& t, int weight) {
+  f.Add(line, t.first, (4 - t.weight) * weight);
+  f.Add(line, t.second, t.weight * weight);
+}
+
+// Line 0 is the nearest first-field line, line 1 the nearest second-field one.
+template <KernelSize kSize, Output kOutput>
+KernelShape ShapeNearestLines() {
+  KernelShape s;
+  s.width = kSize.width;
+  s.height = kSize.height;
+  // 32 columns make 15 pixels (E) or 11 (F).
+  s.pixelsPerChunk = kSize.width == kSizeE.width ? 15 : 11;
+  s.sources = [](int y) {
+    static constexpr auto kFirstLines = LineTaps<kSize.height>(0, true);
+    static constexpr auto kSecondLines = LineTaps<kSize.height>(1, true);
+    return LineSources{{kFirstLines[y].first * kFullColumns,
+                        kFullSecondField + kSecondLines[y].first * kFullColumns, 0, 0}};
+  };
+  s.pixel = [](int, int p, ByteFormula(&bgr)[3]) {
+    static constexpr ColumnTable<kSize.width> kColumns{};
+    ByteFormula g;
+    AddAlong(g, 0, kColumns.greenFirst[p], 1);
+    AddAlong(g, 1, kColumns.greenSecond[p], 1);
+    g.round = 4;
+    g.shift = 3;
+    if constexpr (kOutput == Output::kGrey) {
+      bgr[0] = bgr[1] = bgr[2] = g;
+    } else {
+      ByteFormula b, r;
+      AddAlong(b, 0, kColumns.blue[p], 1);
+      b.round = 2;
+      b.shift = 2;
+      AddAlong(r, 1, kColumns.red[p], 1);
+      r.round = 2;
+      r.shift = 2;
+      bgr[0] = b;
+      bgr[1] = g;
+      bgr[2] = r;
+    }
+  };
+  return s;
+}
+
+// Lines 0 and 1 are the two first-field lines around the output line, 2 and
+// 3 the two second-field ones; the line weights make the line type.
+template <KernelSize kSize>
+KernelShape ShapeTwoLines() {
+  static constexpr auto kFirstLines = LineTaps<kSize.height>(0, false);
+  static constexpr auto kSecondLines = LineTaps<kSize.height>(1, false);
+  KernelShape s;
+  s.width = kSize.width;
+  s.height = kSize.height;
+  s.pixelsPerChunk = 11;
+  s.lineTypes = 16;
+  s.lineType = [](int y) { return kFirstLines[y].weight * 4 + kSecondLines[y].weight; };
+  s.sources = [](int y) {
+    return LineSources{{kFirstLines[y].first * kFullColumns, kFirstLines[y].second * kFullColumns,
+                        kFullSecondField + kSecondLines[y].first * kFullColumns,
+                        kFullSecondField + kSecondLines[y].second * kFullColumns}};
+  };
+  s.pixel = [](int type, int p, ByteFormula(&bgr)[3]) {
+    static constexpr ColumnTable<kSize.width> kColumns{};
+    const int w1 = type / 4, w2 = type % 4;
+    auto across = [](ByteFormula& f, int upper, int lineWeight, const Taps& t) {
+      AddAlong(f, upper, t, 4 - lineWeight);
+      AddAlong(f, upper + 1, t, lineWeight);
+    };
+    ByteFormula b, g, r;
+    across(b, 0, w1, kColumns.blue[p]);
+    b.round = 8;
+    b.shift = 4;
+    across(g, 0, w1, kColumns.greenFirst[p]);
+    across(g, 2, w2, kColumns.greenSecond[p]);
+    g.round = 16;
+    g.shift = 5;
+    across(r, 2, w2, kColumns.red[p]);
+    r.round = 8;
+    r.shift = 4;
+    bgr[0] = b;
+    bgr[1] = g;
+    bgr[2] = r;
+  };
+  return s;
+}
+
+// One compiled kernel per shape.
+template <KernelShape (*kMake)()>
+const VectorKernel* Compiled() {
+  static const std::shared_ptr<const VectorKernel> kKernel = CompileVectorKernel(kMake());
+  return kKernel.get();
+}
+
 }  // namespace
 
 // 4 field lines to 3 output lines: output line y reads the line of each
 // field whose rows lie nearest its centre (one line of each, 1024 bytes).
 void KernelE1(const uint8_t* raw, uint8_t* rgb, int orientation) {
+  if (RunVectorKernel(Compiled<ShapeNearestLines<kSizeE, Output::kColour>>(), raw, rgb,
+                      orientation)) {
+    return;
+  }
   ResampleNearestLines<kSizeE, Output::kColour>(raw, rgb, orientation);
 }
 
 void KernelE0(const uint8_t* raw, uint8_t* rgb, int orientation) {
+  if (RunVectorKernel(Compiled<ShapeNearestLines<kSizeE, Output::kGrey>>(), raw, rgb,
+                      orientation)) {
+    return;
+  }
   ResampleNearestLines<kSizeE, Output::kGrey>(raw, rgb, orientation);
 }
 
 void KernelF1(const uint8_t* raw, uint8_t* rgb, int orientation) {
+  if (RunVectorKernel(Compiled<ShapeNearestLines<kSizeF, Output::kColour>>(), raw, rgb,
+                      orientation)) {
+    return;
+  }
   ResampleNearestLines<kSizeF, Output::kColour>(raw, rgb, orientation);
 }
 
 void KernelF1Wide(const uint8_t* raw, uint8_t* rgb, int orientation) {
+  if (RunVectorKernel(Compiled<ShapeTwoLines<kSizeF>>(), raw, rgb, orientation)) return;
   ResampleTwoLines<kSizeF>(raw, rgb, orientation);
 }
 

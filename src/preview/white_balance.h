@@ -7,6 +7,7 @@
 // of blocks (ResolutionScale); a code without blocks leaves everything as is.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "settings/camera.h"
@@ -21,6 +22,47 @@ int ApplyWhiteBalance(Camera& cam, int16_t* samples, int32_t resolutionCode, int
 int ApplyRawGains(Camera& cam, int16_t* samples, int32_t resolutionCode, int32_t stillCall);
 // Automatic estimate on the working samples; updates ratioR/G/B.
 int EstimateRawWhiteBalance(Camera& cam, const int16_t* samples, int32_t resolutionCode);
+// How the raw gains map a working sample of each colour once their tables
+// are ready: through the colour's ratio table, then its factor table (low
+// 16 bits), each only where set. Colours are kChannelGreen, kChannelBlue,
+// kChannelRed of capture/channel_tables.h (0, 1, 2).
+struct RawGainMaps {
+  const int16_t* ratio[3] = {};
+  const int32_t* factor[3] = {};
+  int16_t Map(int colour, int16_t s) const;
+};
+
+// Everything ApplyRawGains does but touching samples: the same checks,
+// table fills and counter step, and the same result. `maps` tells what it
+// would do to each sample (nothing where both tables are null); `blocks` the
+// number of 512 x 512 blocks it would walk.
+int PrepareRawGains(Camera& cam, int32_t resolutionCode, int32_t stillCall, RawGainMaps& maps,
+                    int& blocks);
+
+// Working samples read without storing them: `widen` applied to the raw
+// bytes, or to samples that hold 0..255.
+struct WidenedBytes {
+  const uint8_t* raw;
+  const int16_t* widen;  // 256 entries
+  int16_t operator[](std::ptrdiff_t i) const { return widen[raw[i]]; }
+};
+struct WidenedSamples {
+  const int16_t* samples;
+  const int16_t* widen;
+  int16_t operator[](std::ptrdiff_t i) const { return widen[static_cast<uint8_t>(samples[i])]; }
+};
+
+// ApplyWhiteBalance for a frame whose sample maps do not depend on the
+// position (wbExtra 0): runs the same estimate on `source` and the same
+// table work, and returns the per-colour maps instead of applying them.
+// `source` holds ResolutionScale(resolutionCode) whole blocks.
+int WhiteBalanceMaps(Camera& cam, const WidenedBytes& source, int32_t resolutionCode,
+                     int32_t stillCall, RawGainMaps& maps);
+int WhiteBalanceMaps(Camera& cam, const WidenedSamples& source, int32_t resolutionCode,
+                     int32_t stillCall, RawGainMaps& maps);
+int EstimateRawWhiteBalance(Camera& cam, const WidenedBytes& source, int32_t resolutionCode);
+int EstimateRawWhiteBalance(Camera& cam, const WidenedSamples& source, int32_t resolutionCode);
+
 // Gain by sensor position (lens fall-off) on raw bytes, with a soft knee.
 void ApplyPositionGain(const Camera& cam, uint8_t* raw, int32_t resolutionCode);
 // The same gain on working samples, without the knee.
@@ -40,6 +82,11 @@ void RemapGainTable(uint8_t* table);
 // follows wbMode, modes 1..3 map two channels each.
 void ApplyColorGain(const Camera& cam, uint8_t* rgb, int32_t byteCount, const uint8_t* tableR,
                     const uint8_t* tableG, const uint8_t* tableB, int32_t mode);
+// What ApplyColorGain does to each byte value of each pixel byte (0 blue,
+// 1 green, 2 red), as three 256-entry tables (identity where a channel is
+// kept); false when the mode maps nothing.
+bool ColorGainMaps(const Camera& cam, const uint8_t* tableR, const uint8_t* tableG,
+                   const uint8_t* tableB, int32_t mode, uint8_t (&maps)[3][256]);
 
 // Helpers shared by the white-balance files.
 

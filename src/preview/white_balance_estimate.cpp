@@ -31,17 +31,19 @@ struct RawSums {
 // A grid of 52 lines x 61 points a block: every fourth line of the fields
 // from line 10, every eighth column from column 8. Each point takes a red,
 // a green and a blue site that touch one another in the mosaic.
-RawSums SumRawGrid(const int16_t* samples, int blocks) {
+// `samples[i]` reads the working sample at index i.
+template <class Source>
+RawSums SumRawGrid(const Source& samples, int blocks) {
   RawSums s;
   for (int b = 0; b < blocks; ++b) {
-    const int16_t* greenBlue = samples + static_cast<std::ptrdiff_t>(b) * kBlockSamples;
-    const int16_t* redGreen = greenBlue + kFieldSamples;
+    const std::ptrdiff_t greenBlue = static_cast<std::ptrdiff_t>(b) * kBlockSamples;
+    const std::ptrdiff_t redGreen = greenBlue + kFieldSamples;
     for (int32_t line = 10; line <= 10 + 4 * 51; line += 4) {
       for (int32_t column = 8; column <= 8 * 61; column += 8) {
         const int32_t at = line * kLineSamples + column;
-        s.red += redGreen[at];
-        s.green += redGreen[at + 1];
-        s.blue += greenBlue[at + 1];
+        s.red += samples[redGreen + at];
+        s.green += samples[redGreen + at + 1];
+        s.blue += samples[greenBlue + at + 1];
       }
     }
   }
@@ -191,9 +193,8 @@ bool ApplyLevelFallback(Camera& cam) {
   return true;
 }
 
-}  // namespace
-
-int EstimateRawWhiteBalance(Camera& cam, const int16_t* samples, int32_t resolutionCode) {
+template <class Source>
+int EstimateRawWhiteBalanceOf(Camera& cam, const Source& samples, int32_t resolutionCode) {
   CameraModes& m = cam.modes;
   WhiteBalanceState& st = cam.whiteBalance;
   const int blocks = ResolutionScale(resolutionCode);
@@ -245,6 +246,20 @@ int EstimateRawWhiteBalance(Camera& cam, const int16_t* samples, int32_t resolut
   NormalizeLevels(cam, static_cast<uint32_t>(sums.red), static_cast<uint32_t>(sums.green),
                   static_cast<uint32_t>(sums.blue));
   return 1;
+}
+
+}  // namespace
+
+int EstimateRawWhiteBalance(Camera& cam, const int16_t* samples, int32_t resolutionCode) {
+  return EstimateRawWhiteBalanceOf(cam, samples, resolutionCode);
+}
+
+int EstimateRawWhiteBalance(Camera& cam, const WidenedBytes& source, int32_t resolutionCode) {
+  return EstimateRawWhiteBalanceOf(cam, source, resolutionCode);
+}
+
+int EstimateRawWhiteBalance(Camera& cam, const WidenedSamples& source, int32_t resolutionCode) {
+  return EstimateRawWhiteBalanceOf(cam, source, resolutionCode);
 }
 
 int NormalizeLevels(Camera& cam, uint32_t sumR, uint32_t sumG, uint32_t sumB) {

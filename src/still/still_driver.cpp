@@ -5,6 +5,7 @@
 #include "still/still_demosaic.h"
 #include "still/still_kernels.h"
 #include "still/still_planes.h"
+#include "still/still_resample.h"
 
 namespace vobrex {
 namespace {
@@ -42,7 +43,7 @@ std::size_t KernelComponents(StillKernel kernel) {
   return 0;
 }
 
-void RunKernel(StillKernel kernel, const CameraModes& modes, const int16_t* planes, uint16_t* out,
+void RunKernel(StillKernel kernel, const CameraModes& modes, const int16_t* planes, StillRows& out,
                int orientation) {
   switch (kernel) {
     case StillKernel::kColour640: StillToColour(modes, planes, out, orientation); break;
@@ -55,13 +56,16 @@ void RunKernel(StillKernel kernel, const CameraModes& modes, const int16_t* plan
   }
 }
 
-}  // namespace
-
-Owned<uint16_t> ConvertStill(Camera& cam, Owned<int16_t>& samples, int code) {
+// The conversion up to the kernel; `obtain(components)` gives the rows the
+// kernel writes into (null: the output could not be had). The order of the
+// stages and of the allocations is that of ConvertStill.
+template <class Obtain>
+bool RunStill(Camera& cam, Owned<int16_t>& samples, int code, Obtain obtain, std::size_t& written) {
+  written = 0;
   // The planes start zeroed: the sites no demosaic pass writes read 0, and
   // the double-size read-outs, which have no demosaic, convert to black.
   Owned<int16_t> planes = AllocateArray<int16_t>(kStillPlanesAllocation, true);
-  if (!planes) return nullptr;
+  if (!planes) return false;
 
   switch (static_cast<int8_t>(code)) {
     case 11:
@@ -69,32 +73,55 @@ Owned<uint16_t> ConvertStill(Camera& cam, Owned<int16_t>& samples, int code) {
       // The frame holds rawSampleCount samples; a count too small for one
       // sensor block cannot be served (the library never sets one).
       if (!samples || cam.sampleCount.rawSampleCount < static_cast<uint32_t>(kStillFrameSamples)) {
-        return nullptr;
+        return false;
       }
       DemosaicStill(samples.get(), planes.get(), cam.modes.optionV);
       break;
     case 21:
-    case 23: break;           // no demosaic: the kernel converts the planes as obtained
-    default: return nullptr;  // refused; the raw frame stays the caller's
+    case 23: break;         // no demosaic: the kernel converts the planes as obtained
+    default: return false;  // refused; the raw frame stays the caller's
   }
   samples.reset();  // from here the raw frame is gone, whatever follows
 
   const int orientation = OrientationCode(cam.modes);
   // The output holds imageBytes components, as the settings say at this
-  // moment. It starts zeroed so that an output format without a kernel
-  // returns a defined (black) array.
+  // moment.
   const std::size_t outputComponents = cam.modes.imageBytes;
-  Owned<uint16_t> output = AllocateArray<uint16_t>(outputComponents, true);
-  if (!output) return nullptr;
+  StillRows* rows = obtain(outputComponents);
+  if (rows == nullptr) return false;
 
   const StillKernel kernel = ChooseStillKernel(cam);
   // A kernel writes its own fixed size whatever imageBytes says (after the
   // sub-mode fall-back the array was sized for the previous settings): when
-  // the array is smaller than that, the frame is not converted and the
-  // result is null.
-  if (outputComponents < KernelComponents(kernel)) return nullptr;
-  RunKernel(kernel, cam.modes, planes.get(), output.get(), orientation);
+  // the array is smaller than that, the frame is not converted.
+  if (outputComponents < KernelComponents(kernel)) return false;
+  RunKernel(kernel, cam.modes, planes.get(), *rows, orientation);
+  written = KernelComponents(kernel);
+  return true;
+}
+
+}  // namespace
+
+Owned<uint16_t> ConvertStill(Camera& cam, Owned<int16_t>& samples, int code) {
+  Owned<uint16_t> output;
+  StillArray array(nullptr);
+  std::size_t written = 0;
+  auto obtain = [&](std::size_t components) -> StillRows* {
+    // Zeroed, so that an output format without a kernel returns a defined
+    // (black) array.
+    output = AllocateArray<uint16_t>(components, true);
+    if (!output) return nullptr;
+    array = StillArray(output.get());
+    return &array;
+  };
+  if (!RunStill(cam, samples, code, obtain, written)) return nullptr;
   return output;
+}
+
+bool ConvertStillRows(Camera& cam, Owned<int16_t>& samples, int code, StillRows& rows,
+                      std::size_t& written) {
+  return RunStill(
+      cam, samples, code, [&rows](std::size_t) { return &rows; }, written);
 }
 
 }  // namespace vobrex

@@ -1,6 +1,7 @@
 // Still conversion of the standard resolutions (codes 11, 13, 21, 23).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "settings/camera.h"
@@ -19,5 +20,15 @@ namespace vobrex {
 // obtained or holds fewer than the width x height x 3 components the chosen
 // kernel writes; an outputFormat above 2 returns the array unfilled (zero).
 Owned<uint16_t> ConvertStill(Camera& cam, Owned<int16_t>& samples, int code);
+
+class StillRows;
+
+// ConvertStill without the converted buffer: the kernel writes its rows
+// through `rows` as they come. False where ConvertStill gives null (the
+// same refusals, at the same points); `written` is the number of
+// components the kernel wrote (0 when no kernel runs), the rest of the
+// imageBytes components that ConvertStill would return are 0.
+bool ConvertStillRows(Camera& cam, Owned<int16_t>& samples, int code, StillRows& rows,
+                      std::size_t& written);
 
 }  // namespace vobrex

@@ -26,4 +26,16 @@ void StillToColour480(const CameraModes& modes, const int16_t* planes, uint16_t*
 void StillToColour320(const CameraModes& modes, const int16_t* planes, uint16_t* out,
                       int orientation);  // 320 x 240
 
+// The same kernels writing through a row target (still_resample.h).
+class StillRows;
+void StillToGrey(const int16_t* planes, StillRows& out, int orientation);
+void StillToGrey480(const int16_t* planes, StillRows& out, int orientation);
+void StillToGrey320(const int16_t* planes, StillRows& out, int orientation);
+void StillToColour(const CameraModes& modes, const int16_t* planes, StillRows& out,
+                   int orientation);
+void StillToColour480(const CameraModes& modes, const int16_t* planes, StillRows& out,
+                      int orientation);
+void StillToColour320(const CameraModes& modes, const int16_t* planes, StillRows& out,
+                      int orientation);
+
 }  // namespace vobrex

@@ -4,49 +4,71 @@
 namespace vobrex {
 namespace {
 
-void WriteColour(const CameraModes& modes, const int16_t* planes, uint16_t* out, int orientation,
+void WriteColour(const CameraModes& modes, const int16_t* planes, StillRows& out, int orientation,
                  int width, int height, StillRowResampler resample) {
   if (modes.outputFormat == 1) {
     WriteStillPicture(planes, out, orientation, width, height, resample,
-                      [](int32_t red, int32_t green, int32_t blue, uint16_t* pixel) {
-                        pixel[0] = Component(blue);
-                        pixel[1] = Component(green);
-                        pixel[2] = Component(red);
+                      [](const int32_t* red, const int32_t* green, const int32_t* blue, int n,
+                         StillComponentLines& lines) {
+                        for (int c = 0; c < n; ++c) {
+                          lines.blue[c] = Component(blue[c]);
+                          lines.green[c] = Component(green[c]);
+                          lines.red[c] = Component(red[c]);
+                        }
+                        return StillRowComponents{lines.blue, lines.green, lines.red};
                       });
   } else if (modes.optionQ == 1) {
     WriteStillPicture(planes, out, orientation, width, height, resample,
-                      [](int32_t, int32_t green, int32_t, uint16_t* pixel) {
-                        const uint16_t grey = Component(green);
-                        pixel[0] = grey;
-                        pixel[1] = grey;
-                        pixel[2] = grey;
+                      [](const int32_t*, const int32_t* green, const int32_t*, int n,
+                         StillComponentLines& lines) {
+                        for (int c = 0; c < n; ++c) lines.green[c] = Component(green[c]);
+                        return StillRowComponents{lines.green, lines.green, lines.green};
                       });
   } else {
     WriteStillPicture(planes, out, orientation, width, height, resample,
-                      [](int32_t red, int32_t green, int32_t blue, uint16_t* pixel) {
-                        const uint16_t grey = Component((red + green + blue) / 3);
-                        pixel[0] = grey;
-                        pixel[1] = grey;
-                        pixel[2] = grey;
+                      [](const int32_t* red, const int32_t* green, const int32_t* blue, int n,
+                         StillComponentLines& lines) {
+                        for (int c = 0; c < n; ++c) {
+                          lines.green[c] = Component((red[c] + green[c] + blue[c]) / 3);
+                        }
+                        return StillRowComponents{lines.green, lines.green, lines.green};
                       });
   }
 }
 
 }  // namespace
 
-void StillToColour(const CameraModes& modes, const int16_t* planes, uint16_t* out,
+void StillToColour(const CameraModes& modes, const int16_t* planes, StillRows& out,
                    int orientation) {
   WriteColour(modes, planes, out, orientation, 640, 480, ResampleRow640);
 }
 
-void StillToColour480(const CameraModes& modes, const int16_t* planes, uint16_t* out,
+void StillToColour480(const CameraModes& modes, const int16_t* planes, StillRows& out,
                       int orientation) {
   WriteColour(modes, planes, out, orientation, 480, 360, ResampleRow480);
 }
 
-void StillToColour320(const CameraModes& modes, const int16_t* planes, uint16_t* out,
+void StillToColour320(const CameraModes& modes, const int16_t* planes, StillRows& out,
                       int orientation) {
   WriteColour(modes, planes, out, orientation, 320, 240, ResampleRow320);
+}
+
+void StillToColour(const CameraModes& modes, const int16_t* planes, uint16_t* out,
+                   int orientation) {
+  StillArray rows(out);
+  StillToColour(modes, planes, rows, orientation);
+}
+
+void StillToColour480(const CameraModes& modes, const int16_t* planes, uint16_t* out,
+                      int orientation) {
+  StillArray rows(out);
+  StillToColour480(modes, planes, rows, orientation);
+}
+
+void StillToColour320(const CameraModes& modes, const int16_t* planes, uint16_t* out,
+                      int orientation) {
+  StillArray rows(out);
+  StillToColour320(modes, planes, rows, orientation);
 }
 
 }  // namespace vobrex

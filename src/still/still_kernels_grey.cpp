@@ -4,29 +4,45 @@
 namespace vobrex {
 namespace {
 
-void WriteGrey(const int16_t* planes, uint16_t* out, int orientation, int width, int height,
+void WriteGrey(const int16_t* planes, StillRows& out, int orientation, int width, int height,
                StillRowResampler resample) {
   WriteStillPicture(planes, out, orientation, width, height, resample,
-                    [](int32_t red, int32_t green, int32_t blue, uint16_t* pixel) {
-                      const uint16_t grey = Component((2 * red + 4 * green + blue) / 7);
-                      pixel[0] = grey;
-                      pixel[1] = grey;
-                      pixel[2] = grey;
+                    [](const int32_t* red, const int32_t* green, const int32_t* blue, int n,
+                       StillComponentLines& lines) {
+                      for (int c = 0; c < n; ++c) {
+                        lines.green[c] = Component((2 * red[c] + 4 * green[c] + blue[c]) / 7);
+                      }
+                      return StillRowComponents{lines.green, lines.green, lines.green};
                     });
 }
 
 }  // namespace
 
-void StillToGrey(const int16_t* planes, uint16_t* out, int orientation) {
+void StillToGrey(const int16_t* planes, StillRows& out, int orientation) {
   WriteGrey(planes, out, orientation, 640, 480, ResampleRow640Shifted);
 }
 
-void StillToGrey480(const int16_t* planes, uint16_t* out, int orientation) {
+void StillToGrey480(const int16_t* planes, StillRows& out, int orientation) {
   WriteGrey(planes, out, orientation, 480, 360, ResampleRow480);
 }
 
-void StillToGrey320(const int16_t* planes, uint16_t* out, int orientation) {
+void StillToGrey320(const int16_t* planes, StillRows& out, int orientation) {
   WriteGrey(planes, out, orientation, 320, 240, ResampleRow320);
+}
+
+void StillToGrey(const int16_t* planes, uint16_t* out, int orientation) {
+  StillArray rows(out);
+  StillToGrey(planes, rows, orientation);
+}
+
+void StillToGrey480(const int16_t* planes, uint16_t* out, int orientation) {
+  StillArray rows(out);
+  StillToGrey480(planes, rows, orientation);
+}
+
+void StillToGrey320(const int16_t* planes, uint16_t* out, int orientation) {
+  StillArray rows(out);
+  StillToGrey320(planes, rows, orientation);
 }
 
 }  // namespace vobrex

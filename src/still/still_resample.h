@@ -3,8 +3,10 @@
 // the output pictures.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
+#include "still/picture_rows.h"
 #include "still/still_planes.h"
 
 namespace vobrex {
@@ -29,41 +31,31 @@ void ResampleRow320(const int16_t* plane, int r, int32_t* line);
 
 inline constexpr int kStillMaxWidth = 640;
 
+// A component as stored: 16-bit, wrapping, never clamped.
+inline uint16_t Component(int32_t value) { return static_cast<uint16_t>(value); }
+
 // Resamples every picture row of the three planes and hands the values to
-// `mix(red, green, blue, pixel)`, which writes the three components of one
-// output pixel. Orientation 2 is upright (picture row 0 in the last memory
-// row), 1 upside down, 4 mirrored left to right, 3 turned half a turn.
-template <bool kReverseColumns, class Mix>
-void WriteStillRows(const int16_t* planes, uint16_t* out, bool bottomUp, int width, int height,
-                    StillRowResampler resample, Mix mix) {
+// `mix(red, green, blue, width, components)`, which fills the three
+// component lines of `components` (blue, green, red) from the resampled
+// lines, or points all three at one grey line. Orientation 2 is upright
+// (picture row 0 in the last memory row), 1 upside down, 4 mirrored left to
+// right, 3 turned half a turn.
+template <class Mix>
+void WriteStillPicture(const int16_t* planes, StillRows& out, int orientation, int width,
+                       int height, StillRowResampler resample, Mix mix) {
+  const bool bottomUp = orientation != 1 && orientation != 3;
+  const bool reversed = orientation == 3 || orientation == 4;
   int32_t red[kStillMaxWidth];
   int32_t green[kStillMaxWidth];
   int32_t blue[kStillMaxWidth];
+  StillComponentLines lines;
   for (int r = 0; r < height; ++r) {
     resample(planes + PlaneIndex(kRedPlane, 0, 0), r, red);
     resample(planes + PlaneIndex(kGreenPlane, 0, 0), r, green);
     resample(planes + PlaneIndex(kBluePlane, 0, 0), r, blue);
-    const int memoryRow = bottomUp ? height - 1 - r : r;
-    uint16_t* row = out + static_cast<std::ptrdiff_t>(memoryRow) * width * 3;
-    for (int c = 0; c < width; ++c) {
-      const int column = kReverseColumns ? width - 1 - c : c;
-      mix(red[c], green[c], blue[c], row + column * 3);
-    }
+    const StillRowComponents row = mix(red, green, blue, width, lines);
+    out.PutRow(bottomUp ? height - 1 - r : r, width, reversed, row);
   }
 }
-
-template <class Mix>
-void WriteStillPicture(const int16_t* planes, uint16_t* out, int orientation, int width, int height,
-                       StillRowResampler resample, Mix mix) {
-  switch (orientation) {
-    case 1: WriteStillRows<false>(planes, out, false, width, height, resample, mix); break;
-    case 3: WriteStillRows<true>(planes, out, false, width, height, resample, mix); break;
-    case 4: WriteStillRows<true>(planes, out, true, width, height, resample, mix); break;
-    default: WriteStillRows<false>(planes, out, true, width, height, resample, mix); break;
-  }
-}
-
-// A component as stored: 16-bit, wrapping, never clamped.
-inline uint16_t Component(int32_t value) { return static_cast<uint16_t>(value); }
 
 }  // namespace vobrex
