@@ -270,7 +270,10 @@ std::vector<Job> Jobs() {
     }
   }
   jobs.push_back(MakeStill(13, 0, 0, 1, 0));
-  jobs.push_back(MakeStill(23, 0, 1, 1, 0));
+  // The double read-out at every size, colour and grey (no peer: it has no demosaic).
+  for (int sub : {0, 1, 2}) {
+    for (int format : {1, 2}) jobs.push_back(MakeStill(23, sub, format, 1, 0));
+  }
   jobs.push_back(
       MakeStill(13, 0, 1, 1, 0, " +defects+filter+sharpen+tone", [](vobrex::Camera& cam) {
         vobrex::SetFocusFactors(cam, 1, 1);
