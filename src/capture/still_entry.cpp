@@ -280,6 +280,41 @@ void RunStillFilters(const CameraModes& m, uint8_t* pixels, int code) {
   }
 }
 
+// Converts the samples by the code's still path and packs the rows into the
+// pixels as they are produced; false when no path converts the code or the
+// path fails. The video chain compresses only after widening; a still also
+// whenever the output format asks for it.
+bool ConvertAndPack(Camera& cam, Owned<int16_t>& samples, int code, uint8_t* pixels,
+                    uint32_t sizedFor, bool video) {
+  const CameraModes& m = cam.modes;
+  if (code != kHighResolutionCode && IsStillCode(code)) {
+    PackedStillRows rows(cam, pixels, sizedFor, video);
+    std::size_t written = 0;
+    const bool converted = ConvertStillRows(cam, samples, code, rows, written);
+    samples.reset();
+    if (!converted) return false;
+    rows.PackZeros(written);
+    return true;
+  }
+  if (code == kHighResolutionCode) {
+    PackedStillRows rows(cam, pixels, sizedFor, video);
+    Owned<uint16_t> converted;
+    std::size_t written = 0;
+    const bool done = ConvertHighResRows(cam, samples, rows, converted, written);
+    samples.reset();
+    if (!done) return false;
+    if (converted) {
+      PackConverted(cam, converted.get(), pixels, PackedBytes(sizedFor, m),
+                    m.wideRange == 1 || (!video && m.outputFormat != 0));
+    } else {
+      rows.PackZeros(written);
+    }
+    return true;
+  }
+  samples.reset();
+  return false;  // no still path converts this code
+}
+
 }  // namespace
 
 int ConvertCamFrame(Camera& cam, const uint8_t* raw, uint8_t* out, int code) {
@@ -301,30 +336,7 @@ int ConvertCamFrame(Camera& cam, const uint8_t* raw, uint8_t* out, int code) {
     if (!BalanceStill(cam, samples.get(), code)) return 1;
   }
 
-  if (code != kHighResolutionCode && IsStillCode(code)) {
-    PackedStillRows rows(cam, pixels, sizedFor, false);
-    std::size_t written = 0;
-    const bool converted = ConvertStillRows(cam, samples, code, rows, written);
-    samples.reset();
-    if (!converted) return 0;
-    rows.PackZeros(written);
-  } else if (code == kHighResolutionCode) {
-    PackedStillRows rows(cam, pixels, sizedFor, false);
-    Owned<uint16_t> converted;
-    std::size_t written = 0;
-    const bool done = ConvertHighResRows(cam, samples, rows, converted, written);
-    samples.reset();
-    if (!done) return 0;
-    if (converted) {
-      PackConverted(cam, converted.get(), pixels, PackedBytes(sizedFor, m),
-                    m.wideRange == 1 || m.outputFormat != 0);
-    } else {
-      rows.PackZeros(written);
-    }
-  } else {
-    samples.reset();
-    return 0;  // no still path converts this code
-  }
+  if (!ConvertAndPack(cam, samples, code, pixels, sizedFor, false)) return 0;
   const int32_t bytes = PackedBytes(sizedFor, m);
 
   if (ImageFits(m, bytes)) {
@@ -401,29 +413,7 @@ int GetVFWImage(Camera& cam, const uint8_t* raw, uint8_t* pixels, int code) {
 
   // A video frame has no header: the pixels start at the buffer, whatever
   // the framing says.
-  if (code != kHighResolutionCode && IsStillCode(code)) {
-    PackedStillRows rows(cam, pixels, sizedFor, true);
-    std::size_t written = 0;
-    const bool converted = ConvertStillRows(cam, samples, code, rows, written);
-    samples.reset();
-    if (!converted) return 0;
-    rows.PackZeros(written);
-  } else if (code == kHighResolutionCode) {
-    PackedStillRows rows(cam, pixels, sizedFor, true);
-    Owned<uint16_t> converted;
-    std::size_t written = 0;
-    const bool done = ConvertHighResRows(cam, samples, rows, converted, written);
-    samples.reset();
-    if (!done) return 0;
-    if (converted) {
-      PackConverted(cam, converted.get(), pixels, PackedBytes(sizedFor, m), m.wideRange == 1);
-    } else {
-      rows.PackZeros(written);
-    }
-  } else {
-    samples.reset();
-    return 0;  // no still path converts this code
-  }
+  if (!ConvertAndPack(cam, samples, code, pixels, sizedFor, true)) return 0;
   const int32_t bytes = PackedBytes(sizedFor, m);
 
   // The stage makes its own sharpenAllow test; sharpenOn is a still setting.
