@@ -26,6 +26,9 @@ using Owned = std::unique_ptr<T[], FreeDeleter>;
 
 template <class T>
 Owned<T> AllocateArray(std::size_t count, bool zeroed = false) {
+  // A count from the settings can be large enough to wrap the byte size on a
+  // 32-bit platform: such a request fails instead of returning a short block.
+  if (count > static_cast<std::size_t>(-1) / sizeof(T)) return Owned<T>();
   return Owned<T>(static_cast<T*>(AllocateBytes(count * sizeof(T), zeroed)));
 }
 
