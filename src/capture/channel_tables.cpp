@@ -63,6 +63,19 @@ void WidenPortable(int16_t* out, const uint8_t* in, int64_t n, const int16_t* ev
   if (i < n) out[i] = even[in[i]];
 }
 
+// Byte values as they are: the tables of a chain that changes nothing (no
+// expanding curve, no balance).
+bool IsIdentity(const int16_t* table) {
+  for (int v = 0; v < 256; ++v) {
+    if (table[v] != v) return false;
+  }
+  return true;
+}
+
+void ZeroExtendPortable(int16_t* out, const uint8_t* in, int64_t n) {
+  for (int64_t i = 0; i < n; ++i) out[i] = in[i];
+}
+
 void SamplesPortable(int16_t* p, int64_t n, const int16_t* even, const int16_t* odd) {
   int64_t i = 0;
   for (; i + 2 <= n; i += 2) {
@@ -166,6 +179,16 @@ VOBREX_TARGET_AVX512 void WidenAvx512(int16_t* out, const uint8_t* in, int64_t n
   WidenPortable(out + i, in + i, n - i, even, odd);
 }
 
+VOBREX_TARGET_AVX512 void ZeroExtendAvx512(int16_t* out, const uint8_t* in, int64_t n) {
+  int64_t i = 0;
+  for (; i + 64 <= n; i += 64) {
+    const __m512i x = _mm512_loadu_si512(in + i);
+    _mm512_storeu_si512(out + i, _mm512_cvtepu8_epi16(_mm512_castsi512_si256(x)));
+    _mm512_storeu_si512(out + i + 32, _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(x, 1)));
+  }
+  ZeroExtendPortable(out + i, in + i, n - i);
+}
+
 VOBREX_TARGET_AVX512 void SamplesAvx512(int16_t* p, int64_t n, const int16_t* even,
                                         const int16_t* odd) {
   const WordTable512 e = SplitTable512(even);
@@ -238,9 +261,12 @@ void WidenRawBytes(int16_t* samples, const uint8_t* raw, int64_t count, int bloc
                    const SampleChannelTables& tables) {
   const bool wide = UseAvx512();
   ForEachRun(count, blocks, [&](int64_t at, int64_t n, int even, int odd) {
+    const bool plain = IsIdentity(tables.table[even]) && IsIdentity(tables.table[odd]);
 #if defined(VOBREX_X86_SIMD)
+    if (wide && plain) return ZeroExtendAvx512(samples + at, raw + at, n);
     if (wide) return WidenAvx512(samples + at, raw + at, n, tables.table[even], tables.table[odd]);
 #endif
+    if (plain) return ZeroExtendPortable(samples + at, raw + at, n);
     WidenPortable(samples + at, raw + at, n, tables.table[even], tables.table[odd]);
   });
   static_cast<void>(wide);
@@ -250,6 +276,8 @@ void MapByteSamples(int16_t* samples, int64_t count, int blocks,
                     const SampleChannelTables& tables) {
   const bool wide = UseAvx512();
   ForEachRun(count, blocks, [&](int64_t at, int64_t n, int even, int odd) {
+    // Samples of 0..255 through tables that keep them: nothing to do.
+    if (IsIdentity(tables.table[even]) && IsIdentity(tables.table[odd])) return;
 #if defined(VOBREX_X86_SIMD)
     if (wide) return SamplesAvx512(samples + at, n, tables.table[even], tables.table[odd]);
 #endif

@@ -33,6 +33,22 @@ inline int16_t MapSample(int32_t wbMode, int16_t v, const uint16_t* table, int32
 void PackSamples(const Camera& cam, uint8_t* pixels, const uint16_t* values, int32_t count,
                  bool compress);
 
+// How a pass turns 16-bit components into bytes: their low byte, a clamp to
+// 0..255, or the compressing table (values clamped to its entries).
+enum class ComponentPacking { kLowByte, kClamp, kCompress };
+
+// The packing PackSamples applies under the settings: the compressing pass
+// when `compress` (the table with wbMode 1 or 2, a clamp otherwise), else
+// the plain narrowing.
+ComponentPacking PackingFor(const Camera& cam, bool compress);
+
+// PackSamples and InterleavePixels in one sweep: the component lines of one
+// row, each packed by `packing`, into `width` pixels (blue, green, red), in
+// line order or, when `reversed`, the last first; writes only the first
+// `limit` bytes. A grey row may pass one line three times.
+void PackPixelRow(uint8_t* pixels, const uint16_t* blue, const uint16_t* green, const uint16_t* red,
+                  int32_t width, bool reversed, int32_t limit, ComponentPacking packing);
+
 // Interleaves three byte lines into `width` pixels (blue, green, red), the
 // pixels in line order or, when `reversed`, the last first; writes only the
 // first `limit` bytes.

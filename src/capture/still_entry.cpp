@@ -86,22 +86,11 @@ class PackedStillRows final : public StillRows {
     const int64_t start = int64_t{memoryRow} * width * 3;
     const int64_t bytes = Bytes();
     if (start >= bytes || width > kRowsMaxWidth) return;
-    // Each component is packed on its own, so the lines pack before they
-    // interleave; a grey row packs its one line.
-    const bool compress = Compress();
-    PackSamples(cam_, blue_, row.blue, width, compress);
-    const uint8_t* green = blue_;
-    const uint8_t* red = blue_;
-    if (row.green != row.blue) {
-      PackSamples(cam_, green_, row.green, width, compress);
-      green = green_;
-    }
-    if (row.red != row.blue) {
-      PackSamples(cam_, red_, row.red, width, compress);
-      red = red_;
-    }
+    // Each component is packed on its own (a grey row's one line once) and
+    // the packed bytes go straight into their pixels.
     const auto limit = static_cast<int32_t>(std::min<int64_t>(int64_t{width} * 3, bytes - start));
-    InterleavePixels(pixels_ + start, blue_, green, red, width, reversed, limit);
+    PackPixelRow(pixels_ + start, row.blue, row.green, row.red, width, reversed, limit,
+                 PackingFor(cam_, Compress()));
   }
 
   // The components past those the kernel wrote are 0 in a converted buffer.
@@ -126,9 +115,6 @@ class PackedStillRows final : public StillRows {
   uint8_t* pixels_;
   uint32_t sizedFor_;
   bool video_;
-  uint8_t blue_[kRowsMaxWidth];
-  uint8_t green_[kRowsMaxWidth];
-  uint8_t red_[kRowsMaxWidth];
 };
 
 // Compressing pass, then the low byte of each value into the pixels.
