@@ -137,6 +137,64 @@ TEST(PreviewRawStage, BalanceThenOnlyTheToneCurve) {
   }
 }
 
+// The raw-domain balance keeps its byte tables and its ratio and factor
+// tables from frame to frame. Against a context that rebuilds all of them on
+// every frame: the same raw bytes, image and levels, through changes of the
+// scene (so of the levels, taken up on every fifth frame), of wbMode, of the
+// manual factors, of the dominant channel and of manual gain control, and
+// through a still balance in between (which rebuilds at once).
+TEST(PreviewRawStage, KeptTablesFollowEveryChangeOfWhatTheyAreMadeOf) {
+  auto tinted = [](int red, int green, int blue) {  // kFrame with each colour scaled, in %
+    Bytes b = kFrame;
+    for (uint32_t i = 0; i < b.size(); ++i) {
+      const bool second = i % 0x40000 >= 0x20000, odd = i % 2 == 1;
+      const int percent = second ? (odd ? green : red) : (odd ? blue : green);
+      b[i] = static_cast<uint8_t>(std::min(255u, b[i] * percent / 100u));
+    }
+    return b;
+  };
+  const Bytes scenes[] = {kFrame, tinted(60, 100, 90), tinted(100, 80, 50), tinted(70, 60, 100)};
+  Camera kept, fresh;
+  for (Camera* c : {&kept, &fresh}) SetMotionResolution(*c, 0);
+  // scene, wbMode, green factor, gainAdjust, wbStatus forced (-1: as left), a still first
+  const int steps[][6] = {{0, 1, 10, 0, -1, 0}, {0, 1, 10, 0, -1, 0}, {1, 1, 10, 0, -1, 0},
+                          {1, 1, 10, 0, -1, 0}, {2, 1, 10, 0, -1, 0}, {2, 1, 10, 0, -1, 0},
+                          {3, 1, 10, 0, -1, 0}, {3, 1, 10, 0, 1, 0},  {3, 1, 10, 0, 3, 0},
+                          {0, 1, 10, 0, -1, 1}, {0, 2, 10, 0, -1, 0}, {0, 2, 13, 0, -1, 0},
+                          {1, 2, 13, 0, -1, 0}, {1, 2, 9, 0, -1, 1},  {1, 1, 9, 0, -1, 0},
+                          {2, 1, 9, 1, -1, 0},  {2, 1, 9, 0, -1, 0},  {2, 1, 9, 0, -1, 0}};
+  int n = 0;
+  for (const auto& [scene, wbMode, factorG, gainAdjust, status, still] : steps) {
+    SCOPED_TRACE(testing::Message() << "step " << n++);
+    Bytes raw[2], rgb[2];
+    for (int k = 0; k < 2; ++k) {
+      Camera& cam = k == 0 ? kept : fresh;
+      cam.modes.wbMode = wbMode;
+      cam.modes.gainAdjust = static_cast<uint8_t>(gainAdjust);
+      cam.modes.wbFactorG = factorG / 10.0;
+      if (status >= 0) cam.modes.wbStatus = static_cast<uint8_t>(status);
+      if (still) {
+        std::vector<int16_t> samples(0x40000, 300);
+        ApplyWhiteBalance(cam, samples.data(), 13, 1);
+      }
+      if (k == 1) {
+        cam.preview.rawByteTables.valid = false;
+        for (int c = 0; c < 3; ++c) {
+          cam.whiteBalance.ratioFill[c].filled = false;
+          cam.whiteBalance.factorFill[c].filled = false;
+        }
+      }
+      raw[k] = scenes[scene];
+      rgb[k] = Bytes(kSizeA.Bytes());
+      ASSERT_EQ(ConvertPreviewFrame(cam, raw[k].data(), rgb[k].data()), 1);
+    }
+    EXPECT_TRUE(raw[0] == raw[1]);
+    EXPECT_TRUE(rgb[0] == rgb[1]);
+    EXPECT_EQ(std::tie(kept.modes.ratioR, kept.modes.ratioG, kept.modes.ratioB),
+              std::tie(fresh.modes.ratioR, fresh.modes.ratioG, fresh.modes.ratioB));
+  }
+}
+
 // Sub-mode 1 with automatic balance, on a clock the test sets: the kernel's
 // image goes through the preview table, the gains are estimated when more
 // than 1000 ms (a signed 32-bit difference) passed, or on every frame with

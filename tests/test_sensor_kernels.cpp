@@ -7,6 +7,7 @@
 
 #include "mosaic/image.h"
 #include "mosaic/preview_mosaic.h"
+#include "platform/cpu_features.h"
 #include "preview/sensor_kernels.h"
 
 namespace vobrex {
@@ -142,6 +143,38 @@ TEST(EveryKernel, OrientationGreyTwinAndRoundTrip) {
     const Bytes out = Apply(k.kernel, mosaic::PreviewMosaic(scene, k.sensorMode), k.size, 2);
     const mosaic::Image back = mosaic::FromLibraryPixels(out.data(), w, h);
     for (int ch = 0; ch < 3; ++ch) EXPECT_GE(mosaic::Psnr(scene, back, ch, 2), k.floorDb) << ch;
+  }
+}
+
+// The vector forms against the portable ones on frames of extreme samples,
+// where a sum or an average in narrow lanes would overflow or lose a bit:
+// every sample 255, 255 beside 0 or 254 beside 1 (odd values whose halves
+// both lose their low bit), and 255 at every site of one colour only.
+TEST(EveryKernel, VectorAndPortableFormsAgreeOnExtremeFrames) {
+  if (SupportedSimdLevel() == SimdLevel::kScalar) GTEST_SKIP() << "only the portable path here";
+  auto frameOf = [](auto sample) {
+    Bytes b(kPreviewFrameBytes);
+    for (uint32_t i = 0; i < b.size(); ++i) b[i] = static_cast<uint8_t>(sample(i));
+    return b;
+  };
+  const Bytes frames[] = {
+      frameOf([](uint32_t) { return 255; }),
+      frameOf([](uint32_t i) { return (i / 2 + i / 512) % 2 ? 255 : 0; }),
+      frameOf([](uint32_t i) { return (i * 2654435761u >> 20) % 2 ? 254 : 1; }),
+      frameOf([](uint32_t i) { return i % 2 == 1 && i < kFullSecondField ? 255 : 0; }),
+      frameOf([](uint32_t i) { return i % 2 == 0 && i >= kFullSecondField ? 255 : 3; }),
+  };
+  const SimdLevel before = ActiveSimdLevel();
+  for (const KernelCase& k : kKernels) {
+    for (std::size_t f = 0; f < std::size(frames); ++f) {
+      for (int code = 1; code <= 4; ++code) {
+        SetSimdLevel(SimdLevel::kScalar);
+        const Bytes portable = Apply(k.kernel, frames[f], k.size, code);
+        SetSimdLevel(before);
+        EXPECT_TRUE(Apply(k.kernel, frames[f], k.size, code) == portable)
+            << k.name << " frame " << f << " code " << code;
+      }
+    }
   }
 }
 

@@ -88,6 +88,38 @@ TEST(ApplyRawGains, RebuildCounterAndTableAllocationFailure) {
   }
 }
 
+// A rebuild from the levels or factor a table was last filled from writes
+// nothing: every table must still hold the entries of the levels and
+// factors of the call, when only a level under the same peak changes, when
+// levels and factors come back to earlier ones, and in the table of a
+// channel whose level stays while another's changes.
+TEST(ApplyRawGains, TablesHoldTheLevelsOfEveryCallThroughSkippedRefills) {
+  Camera cam;
+  cam.modes.wbMode = 2;
+  // ratioR, ratioG (blue 200 is the peak throughout), factor of green in tenths
+  const int calls[][3] = {{100, 100, 10}, {100, 100, 10}, {100, 120, 10},
+                          {90, 120, 12},  {100, 100, 10}, {100, 100, 12}};
+  for (const auto& [red, green, factor] : calls) {
+    SCOPED_TRACE(testing::Message() << red << " " << green << " " << factor);
+    SetRGBratio(cam, static_cast<uint16_t>(red), static_cast<uint16_t>(green), 200);
+    SetWbFactors(cam, 1.5, factor / 10.0, 0.5);
+    Samples s = Mosaic(1, 0, 0, 0);
+    ASSERT_EQ(ApplyRawGains(cam, s.data(), 13, 1), 1);
+    const WhiteBalanceState& st = cam.whiteBalance;
+    const int32_t peak = 200 * 103 / 100, level[3] = {red * 100 / 105, green, peak};
+    const int16_t* ratio[3] = {st.ratioTableR.get(), st.ratioTableG.get(), st.ratioTableB.get()};
+    const double factors[3] = {1.5, factor / 10.0, 0.5};
+    const int32_t* factorTable[3] = {st.factorTableR.get(), st.factorTableG.get(),
+                                     st.factorTableB.get()};
+    for (int c = 0; c < 3; ++c) {
+      for (int32_t i = 0; i < kRawTableLength; ++i) {
+        ASSERT_EQ(ratio[c][i], static_cast<int16_t>(i * peak / level[c])) << c << " " << i;
+        ASSERT_EQ(factorTable[c][i], static_cast<int32_t>(factors[c] * i)) << c << " " << i;
+      }
+    }
+  }
+}
+
 TEST(ApplyPositionGain, KneeOnBytesNoneOnSamples) {
   Camera cam;  // gainTable 1: divisor 150
   std::copy_n(V{255, 250, 150}.begin(), 3, &cam.positionGain[10]);
@@ -241,6 +273,51 @@ TEST(ColorGain, TablesAndThePass) {
     std::vector<uint8_t> px = {100, 60, 30, 9, 9, 9};
     ApplyColorGain(cam, px.data(), c[5], red.data(), green.data(), blue.data(), c[0]);
     EXPECT_EQ(V(px.begin(), px.begin() + 4), V(c + 6, c + 10));
+  }
+}
+
+// The grid sums on raw bytes read through a widening table (with vectors
+// where the processor has them) equal those of the same values as working
+// samples. A white-target measurement stores them in semiFactors 3..6.
+// Frames of noise, of 255 everywhere and of 255 at the grid's own sites only
+// (its first and last columns and lines included); widening tables of the
+// expanding curve, of the largest value and with a negative entry; one and
+// two blocks.
+TEST(EstimateRawWhiteBalance, GridSumsOfWidenedBytesEqualThoseOfSamples) {
+  auto gridSite = [](int32_t i) {
+    const int32_t line = i % kField / 512, column = i % 512;
+    const bool onGrid = line >= 10 && line <= 214 && line % 4 == 2;
+    return onGrid && column >= 8 && column <= 489 && column % 8 <= 1;
+  };
+  std::vector<std::vector<uint8_t>> frames(3, std::vector<uint8_t>(2 * kBlock));
+  for (int32_t i = 0; i < 2 * kBlock; ++i) {
+    frames[0][i] = static_cast<uint8_t>(i * 2654435761u >> 24);
+    frames[1][i] = 255;
+    frames[2][i] = gridSite(i) ? 255 : 0;
+  }
+  std::array<int16_t, 256> curve{}, largest{}, negative{};
+  for (int v = 0; v < 256; ++v) {
+    curve[v] = static_cast<int16_t>(kCurveTables.expandTable[v]);
+    largest[v] = static_cast<int16_t>(v == 255 ? 32767 : 32767 - v);
+    negative[v] = static_cast<int16_t>(v == 7 ? -1 : 4 * v);
+  }
+  for (const auto& frame : frames) {
+    for (const auto* widen : {&curve, &largest, &negative}) {
+      for (int32_t code : {10, 23}) {
+        Samples samples(frame.size());
+        for (std::size_t i = 0; i < frame.size(); ++i) samples[i] = (*widen)[frame[i]];
+        Camera bytes, reference;
+        for (Camera* c : {&bytes, &reference}) {
+          c->modes.wbMode = 2;
+          c->modes.wbOnly = 1;
+        }
+        EstimateRawWhiteBalance(bytes, WidenedBytes{frame.data(), widen->data()}, code);
+        EstimateRawWhiteBalance(reference, samples.data(), code);
+        EXPECT_EQ(V(bytes.modes.semiFactors + 3, bytes.modes.semiFactors + 7),
+                  V(reference.modes.semiFactors + 3, reference.modes.semiFactors + 7))
+            << "code " << code << " frame " << (&frame - frames.data());
+      }
+    }
   }
 }
 

@@ -1,6 +1,7 @@
 #include "preview/preview_driver.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "capture/channel_tables.h"
 #include "capture/sample_buffers.h"
@@ -79,6 +80,11 @@ KernelChoice ChooseKernel(const CameraModes& m) {
 // The tables are the working storage of that sweep; they come from the
 // general allocator like every working buffer, so a frame whose storage
 // cannot be had fails before any byte is written.
+//
+// The tables of a frame follow from the wbMode, the raw-domain tables the
+// balance maps through and their contents; the last frame's tables are kept
+// and reused while those stay the same (the raw-domain tables keep a version
+// that moves with every write).
 bool BalanceRawFrameByTables(Camera& cam, uint8_t* raw) {
   const CameraModes& m = cam.modes;
   const int64_t count = cam.sampleCount.rawSampleCount;
@@ -92,16 +98,31 @@ bool BalanceRawFrameByTables(Camera& cam, uint8_t* raw) {
   }
   RawGainMaps maps;
   WhiteBalanceMaps(cam, WidenedBytes{raw, widen}, kPreviewBalanceCode, kPreviewCaller, maps);
-  auto narrow = [&m](int16_t v) {
-    return static_cast<uint8_t>(
-        MapSample(m.wbMode, v, kCurveTables.compressTable.data(), kCompressTableLength) & 0xFF);
-  };
-  for (int v = 0; v < 256; ++v) {
-    for (int c : {kChannelGreen, kChannelBlue, kChannelRed}) {
-      tables.table[c][v] = narrow(maps.Map(c, widen[v]));
-    }
-    tables.table[kChannelPlain][v] = narrow(widen[v]);
+  uint32_t mapped = 0;
+  for (int c = 0; c < 3; ++c) {
+    if (maps.ratio[c] != nullptr) mapped |= 1u << c;
+    if (maps.factor[c] != nullptr) mapped |= 8u << c;
   }
+  RawByteTables& kept = cam.preview.rawByteTables;
+  const uint32_t version = cam.whiteBalance.rawTableVersion;
+  if (!(kept.valid && kept.wbMode == m.wbMode && kept.mapped == mapped &&
+        kept.rawTableVersion == version)) {
+    auto narrow = [&m](int16_t v) {
+      return static_cast<uint8_t>(
+          MapSample(m.wbMode, v, kCurveTables.compressTable.data(), kCompressTableLength) & 0xFF);
+    };
+    for (int v = 0; v < 256; ++v) {
+      for (int c : {kChannelGreen, kChannelBlue, kChannelRed}) {
+        kept.table[c][v] = narrow(maps.Map(c, widen[v]));
+      }
+      kept.table[kChannelPlain][v] = narrow(widen[v]);
+    }
+    kept.valid = true;
+    kept.wbMode = m.wbMode;
+    kept.mapped = mapped;
+    kept.rawTableVersion = version;
+  }
+  std::memcpy(tables.table, kept.table, sizeof tables.table);
   MapRawBytes(raw, count, ResolutionScale(kPreviewBalanceCode), tables);
   return true;
 }

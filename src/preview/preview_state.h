@@ -19,6 +19,18 @@ struct FocusState {
   double value = 0.0;
 };
 
+// The byte tables of the last raw-domain balance that went by tables, and
+// what they were built from: the wbMode (which curve mapping the chain
+// takes), which raw-domain tables the balance mapped through, and the
+// version of those tables' contents. The same three give the same bytes.
+struct RawByteTables {
+  bool valid = false;
+  int32_t wbMode = 0;
+  uint32_t mapped = 0;  // a bit per ratio (0..2) and factor (3..5) table used
+  uint32_t rawTableVersion = 0;
+  uint8_t table[4][256] = {};
+};
+
 struct PreviewState {
   // Colour gains of the automatic white balance on preview images, rebuilt
   // by an estimate at most once a second and applied to every frame.
@@ -30,6 +42,7 @@ struct PreviewState {
   uint32_t lastFrameTime = 0;
   uint32_t lastEstimateTime = 0;
   FocusState focus;
+  RawByteTables rawByteTables;
 };
 
 }  // namespace vobrex

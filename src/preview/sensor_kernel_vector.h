@@ -1,4 +1,5 @@
-// The vector form of the sensor-mode kernels.
+// A general vector form of the sensor-mode kernels, for the kernels without
+// a dedicated one (the wide F1).
 //
 // Every output byte of a preview kernel is a weighted sum of a few raw
 // samples, rounded and shifted: (sum of weight x sample + round) >> shift,

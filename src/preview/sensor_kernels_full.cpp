@@ -1,6 +1,5 @@
 // Kernels A and D on the full read-out: 512 columns to 320 or 640 pixels.
 #include "preview/sensor_kernel_output.h"
-#include "preview/sensor_kernel_vector.h"
 #include "preview/sensor_kernels.h"
 #include "preview/sensor_kernels_full_vector.h"
 
@@ -16,64 +15,6 @@ const uint8_t* SecondField(const uint8_t* raw, int32_t line) {
 constexpr int32_t kGroupsA = kFullColumns / 8;  // 8 columns to 5 pixels
 constexpr int32_t kGroupsD = kFullColumns / 4;  // 4 columns to 5 pixels
 
-// --- Kernels A in formula form, for the vector engine: line 0 is the
-// first-field line, line 1 the second-field line. ---------------------------
-
-using F = ByteFormula;
-
-// A1 and A0: the formulas of the scalar kernels above, pixel by pixel.
-KernelShape ShapeA(bool colour) {
-  KernelShape s;
-  s.width = kSizeA.width;
-  s.height = kSizeA.height;
-  s.pixelsPerChunk = 20;
-  s.other = OtherCodes::kAsCode1;
-  s.sources = [](int y) {
-    const int32_t line = (y + kFullFirstPictureLine) * kFullColumns;
-    return LineSources{{line, kFullSecondField + line, 0, 0}};
-  };
-  s.pixel = [colour](int, int p, F(&bgr)[3]) {
-    const int g = p / 5, c = 8 * g;
-    const bool last = g + 1 == kGroupsA;
-    F b, gr, r;
-    switch (p % 5) {
-      case 0:
-        b = F::Sample(0, c + 1), gr = F::Sample(1, c + 1), r = F::HalvingAverage(1, c, c + 2);
-        break;
-      case 1:
-        b = F::HalvingAverage(0, c + 1, c + 3), gr = F::HalvingAverage(1, c + 3, c + 1);
-        r = F::Sample(1, c + 2);
-        break;
-      case 2:
-        b = F::HalvingAverage(0, c + 5, c + 3), gr = F::HalvingAverage(1, c + 5, c + 3);
-        r = F::Sample(1, c + 4);
-        break;
-      case 3:
-        b = F::HalvingAverage(0, c + 7, c + 5), gr = F::HalvingAverage(1, c + 7, c + 5);
-        r = F::Sample(1, c + 6);
-        break;
-      default:
-        if (!last) {
-          b = F::Sample(0, c + 7), gr = F::Sample(1, c + 7), r = F::HalvingAverage(1, c + 6, c + 8);
-        } else {
-          b = F::HalvingAverage(0, c + 7, c + 5), gr = F::HalvingAverage(1, c + 7, c + 5);
-          r = F::Sample(1, c + 6);
-        }
-        break;
-    }
-    bgr[0] = colour ? b : gr;
-    bgr[1] = gr;
-    bgr[2] = colour ? r : gr;
-  };
-  return s;
-}
-
-const VectorKernel* VectorKernelA(bool colour) {
-  static const std::shared_ptr<const VectorKernel> kColour = CompileVectorKernel(ShapeA(true));
-  static const std::shared_ptr<const VectorKernel> kGrey = CompileVectorKernel(ShapeA(false));
-  return (colour ? kColour : kGrey).get();
-}
-
 }  // namespace
 
 // A group of 8 columns gives 5 pixels: blue from the odd columns of the
@@ -81,7 +22,7 @@ const VectorKernel* VectorKernelA(bool colour) {
 // Pixel 319 would need column 512 for its red, which is the next line, so
 // it repeats pixel 318 instead.
 void KernelA1(const uint8_t* raw, uint8_t* rgb, int orientation) {
-  if (RunVectorKernel(VectorKernelA(true), raw, rgb, orientation)) return;
+  if (RunKernelAVector(raw, rgb, orientation, true)) return;
   for (int32_t y = 0; y < kSizeA.height; ++y) {
     const uint8_t* first = FirstField(raw, y + kFullFirstPictureLine);
     const uint8_t* second = SecondField(raw, y + kFullFirstPictureLine);
@@ -109,7 +50,7 @@ void KernelA1(const uint8_t* raw, uint8_t* rgb, int orientation) {
 // The green of A1 (second-field greens, halving averages, the last pixel
 // repeating its neighbour) in all three bytes.
 void KernelA0(const uint8_t* raw, uint8_t* rgb, int orientation) {
-  if (RunVectorKernel(VectorKernelA(false), raw, rgb, orientation)) return;
+  if (RunKernelAVector(raw, rgb, orientation, false)) return;
   for (int32_t y = 0; y < kSizeA.height; ++y) {
     const uint8_t* second = SecondField(raw, y + kFullFirstPictureLine);
     LineWriter out(rgb, kSizeA.width, kSizeA.height, y, orientation, OtherCodes::kAsCode1);

@@ -1,17 +1,27 @@
-// Kernels D1 and D0 (640 x 480) with 64-byte vectors.
+// Kernels A and D of the full read-out with 64-byte vectors.
 //
-// Both output lines of D take every raw column once: at an even column x
-// the pixel of line 2i has blue (a[x+1] + n[x+1]) / 2, green a[x] and red
-// (s[x-2] + s[x]) / 2, at an odd column blue (a[x] + a[x+2] + n[x] + n[x+2])
-// / 4, green (a[x-1] + a[x+1]) / 2 and red s[x-1] (a, n: first-field lines
-// L and L + 1; s, t: second-field lines L and L + 1; halves and quarters
-// truncating). Line 2i + 1 is alike (see the scalar kernel). The five
-// pixels of a group of four columns are those of columns c, c + 1, c + 2,
-// c + 2 and c + 3, so a line is the 512 column pixels with every fourth
-// one's successor doubled. Here the column pixels of 64 columns are formed
-// as 16-bit lanes (even columns from the low bytes of a load, odd ones from
-// the high bytes), and one byte permute per 64 output bytes spreads them
-// into the 80 pixels of the line, in either direction.
+// Kernel D (640 x 480): both output lines of D take every raw column once:
+// at an even column x the pixel of line 2i has blue (a[x+1] + n[x+1]) / 2,
+// green a[x] and red (s[x-2] + s[x]) / 2, at an odd column blue (a[x] +
+// a[x+2] + n[x] + n[x+2]) / 4, green (a[x-1] + a[x+1]) / 2 and red s[x-1]
+// (a, n: first-field lines L and L + 1; s, t: second-field lines L and
+// L + 1; halves and quarters truncating). Line 2i + 1 is alike (see the
+// scalar kernel). The five pixels of a group of four columns are those of
+// columns c, c + 1, c + 2, c + 2 and c + 3, so a line is the 512 column
+// pixels with every fourth one's successor doubled. Here the column pixels
+// of 64 columns are formed as 16-bit lanes (even columns from the low bytes
+// of a load, odd ones from the high bytes), and one byte permute per 64
+// output bytes spreads them into the 80 pixels of the line, in either
+// direction.
+//
+// Kernel A (320 x 240): every value of a pixel is a sample of one field
+// line or the halving average of two samples of one colour two columns
+// apart, (x >> 1) + (y >> 1), which never exceeds 254 and so stays a byte.
+// For 64 columns from x, three byte vectors hold every value the 40 pixels
+// take: the second-field samples S, their pair averages P (lane j: columns
+// x + j and x + j + 2), and U, the first-field samples at odd lanes (blue)
+// with, at each even lane j, the average of the blue samples at x + j - 1
+// and x + j + 1. Two permutes per 64 output bytes pick the pixels' bytes.
 #include "preview/sensor_kernels_full_vector.h"
 
 #include "platform/cpu_features.h"
@@ -162,7 +172,129 @@ VOBREX_TARGET_AVX512 void RunD(const uint8_t* raw, uint8_t* rgb, bool topDown, b
   }
 }
 
+// --- Kernel A -----------------------------------------------------------------
+
+constexpr int kBlockPixelsA = 40;  // 8 groups of five
+constexpr int kBlockBytesA = 3 * kBlockPixelsA;
+constexpr int kBlocksA = kFullColumns / kBlockColumns;
+
+// For output byte o of a block: the lane of (S, P) (P at 64 + lane) that
+// holds green and red, or of U for blue.
+struct SpreadA {
+  uint8_t pairs[2][64];
+  uint8_t blue[2][64];
+  uint64_t blueLanes[2];
+};
+
+// Lanes of a group of 8 columns from column c, by pixel 5g + phase.
+constexpr int kBlueLane[5] = {1, 2, 4, 6, 7};                  // of U
+constexpr int kGreenLane[5] = {1, 64 + 1, 64 + 3, 64 + 5, 7};  // of (S, P)
+constexpr int kRedLane[5] = {64 + 0, 2, 4, 6, 64 + 6};         // of (S, P)
+
+// `last`: the block of the line's last pixel, which repeats its neighbour
+// (its red would need the next line).
+constexpr SpreadA MakeSpreadA(bool colour, bool reversed, bool last) {
+  SpreadA s{};
+  for (int o = 0; o < kBlockBytesA; ++o) {
+    const int v = o / 64, lane = o % 64;
+    const int q = o / 3, byte = o % 3;
+    int p = reversed ? kBlockPixelsA - 1 - q : q;
+    if (last && p == kBlockPixelsA - 1) --p;
+    const int c = 8 * (p / 5), phase = p % 5;
+    if (colour && byte == 0) {
+      s.blue[v][lane] = static_cast<uint8_t>(c + kBlueLane[phase]);
+      s.blueLanes[v] |= uint64_t{1} << lane;
+    } else if (colour && byte == 2) {
+      s.pairs[v][lane] = static_cast<uint8_t>(c + kRedLane[phase]);
+    } else {
+      s.pairs[v][lane] = static_cast<uint8_t>(c + kGreenLane[phase]);
+    }
+  }
+  return s;
+}
+
+// [colour][reversed][last]
+constexpr SpreadA kSpreadA[2][2][2] = {
+    {{MakeSpreadA(false, false, false), MakeSpreadA(false, false, true)},
+     {MakeSpreadA(false, true, false), MakeSpreadA(false, true, true)}},
+    {{MakeSpreadA(true, false, false), MakeSpreadA(true, false, true)},
+     {MakeSpreadA(true, true, false), MakeSpreadA(true, true, true)}}};
+
+struct SpreadAVectors {
+  __m512i pairs[2];
+  __m512i blue[2];
+  __mmask64 blueLanes[2];
+};
+
+VOBREX_TARGET_AVX512 SpreadAVectors LoadSpreadA(const SpreadA& s) {
+  SpreadAVectors v;
+  for (int k = 0; k < 2; ++k) {
+    v.pairs[k] = _mm512_loadu_si512(s.pairs[k]);
+    v.blue[k] = _mm512_loadu_si512(s.blue[k]);
+    v.blueLanes[k] = s.blueLanes[k];
+  }
+  return v;
+}
+
+// Each byte halved: the bit shifted in from the byte above is masked off.
+VOBREX_TARGET_AVX512 inline __m512i HalveBytes(__m512i v) {
+  return _mm512_and_si512(_mm512_srli_epi16(v, 1), _mm512_set1_epi8(0x7F));
+}
+
+VOBREX_TARGET_AVX512 inline __m512i HalvingAverages(const uint8_t* at, const uint8_t* twoOn) {
+  return _mm512_add_epi8(HalveBytes(_mm512_loadu_si512(at)), HalveBytes(_mm512_loadu_si512(twoOn)));
+}
+
+template <bool kColour>
+VOBREX_TARGET_AVX512 void RunA(const uint8_t* raw, uint8_t* rgb, bool topDown, bool reversed) {
+  const SpreadAVectors middle = LoadSpreadA(kSpreadA[kColour][reversed][0]);
+  const SpreadAVectors last = LoadSpreadA(kSpreadA[kColour][reversed][1]);
+  constexpr __mmask64 kEvenLanes = 0x5555555555555555ull;
+  const std::ptrdiff_t stride = kSizeA.width * 3;
+  for (int y = 0; y < kSizeA.height; ++y) {
+    const int line = kFullFirstPictureLine + y;
+    // The first field line is read from one column before it (the line
+    // before it in the field) to one after it (the next line's first
+    // column); neither lies outside the frame.
+    const uint8_t* a = raw + line * kFullColumns;
+    const uint8_t* s = raw + kFullSecondField + line * kFullColumns;
+    uint8_t* row = rgb + (topDown ? kSizeA.height - 1 - y : y) * stride;
+    for (int b = 0; b < kBlocksA; ++b) {
+      const int x = b * kBlockColumns;
+      const __m512i sampled = _mm512_loadu_si512(s + x);
+      const __m512i averaged = HalvingAverages(s + x, s + x + 2);
+      const SpreadAVectors& spread = b + 1 == kBlocksA ? last : middle;
+      uint8_t* out = row + (reversed ? kBlocksA - 1 - b : b) * kBlockBytesA;
+      __m512i v[2];
+      for (int k = 0; k < 2; ++k)
+        v[k] = _mm512_permutex2var_epi8(sampled, spread.pairs[k], averaged);
+      if constexpr (kColour) {
+        const __m512i blue = _mm512_mask_blend_epi8(kEvenLanes, _mm512_loadu_si512(a + x),
+                                                    HalvingAverages(a + x - 1, a + x + 1));
+        for (int k = 0; k < 2; ++k)
+          v[k] = _mm512_mask_permutexvar_epi8(v[k], spread.blueLanes[k], spread.blue[k], blue);
+      }
+      _mm512_storeu_si512(out, v[0]);
+      _mm512_mask_storeu_epi8(out + 64, (uint64_t{1} << (kBlockBytesA - 64)) - 1, v[1]);
+    }
+  }
+}
+
 }  // namespace
+
+bool RunKernelAVector(const uint8_t* raw, uint8_t* rgb, int orientation, bool colour) {
+  if (ActiveSimdLevel() != SimdLevel::kAvx512) return false;
+  int code = orientation;
+  if (code < 1 || code > 4) code = 1;  // A reads other codes as 1
+  const bool topDown = code == 2 || code == 4;
+  const bool reversed = code == 3 || code == 4;
+  if (colour) {
+    RunA<true>(raw, rgb, topDown, reversed);
+  } else {
+    RunA<false>(raw, rgb, topDown, reversed);
+  }
+  return true;
+}
 
 bool RunKernelDVector(const uint8_t* raw, uint8_t* rgb, int orientation, bool colour) {
   if (ActiveSimdLevel() != SimdLevel::kAvx512) return false;
@@ -180,6 +312,7 @@ bool RunKernelDVector(const uint8_t* raw, uint8_t* rgb, int orientation, bool co
 
 #else
 
+bool RunKernelAVector(const uint8_t*, uint8_t*, int, bool) { return false; }
 bool RunKernelDVector(const uint8_t*, uint8_t*, int, bool) { return false; }
 
 #endif

@@ -1,7 +1,7 @@
 // Kernels B and C on the half read-out: 256 samples to 160 or 80 pixels.
 #include "preview/sensor_kernel_output.h"
-#include "preview/sensor_kernel_vector.h"
 #include "preview/sensor_kernels.h"
+#include "preview/sensor_kernels_half_vector.h"
 
 namespace vobrex {
 
@@ -21,87 +21,12 @@ constexpr int kPickRed[5] = {2, 4, 8, 10, 14};    // second field, even samples
 
 int32_t LineC(int32_t y) { return kHalfFirstPictureLine + 1 + 2 * y; }
 
-// --- The kernels in formula form, for the vector engine: line 0 is the
-// first-field half line, line 1 the second-field one. ---------------------
-
-using F = ByteFormula;
-
-KernelShape ShapeB(bool colour) {
-  KernelShape s;
-  s.width = kSizeB.width;
-  s.height = kSizeB.height;
-  s.pixelsPerChunk = 20;
-  s.sources = [](int y) {
-    const int32_t line = (y + kHalfFirstPictureLine) * kHalfColumns;
-    return LineSources{{line, kHalfSecondField + line, 0, 0}};
-  };
-  s.pixel = [colour](int, int p, F(&bgr)[3]) {
-    const int g = p / 5, c = 8 * g;
-    F b, gr, r;
-    switch (p % 5) {
-      case 0:
-        b = F::Sample(0, c + 1), gr = F::Sample(1, c + 1), r = F::TrueAverage(1, c, c + 2);
-        break;
-      case 1:
-        b = F::Sample(0, c + 3), gr = F::Sample(1, c + 3), r = F::TrueAverage(1, c + 2, c + 4);
-        break;
-      case 2:
-        b = F::TrueAverage(0, c + 5, c + 3), gr = F::TrueAverage(1, c + 3, c + 5);
-        r = F::Sample(1, c + 4);
-        break;
-      case 3:
-        b = F::TrueAverage(0, c + 7, c + 5), gr = F::TrueAverage(1, c + 7, c + 5);
-        r = F::Sample(1, c + 6);
-        break;
-      default:
-        b = F::Sample(0, c + 7), gr = F::Sample(1, c + 7);
-        r = g + 1 < kGroupsB ? F::TrueAverage(1, c + 8, c + 6) : F::Sample(1, c + 4);
-        break;
-    }
-    bgr[0] = colour ? b : gr;
-    bgr[1] = gr;
-    bgr[2] = colour ? r : gr;
-  };
-  return s;
-}
-
-KernelShape ShapeC(bool colour) {
-  KernelShape s;
-  s.width = kSizeC.width;
-  s.height = kSizeC.height;
-  s.pixelsPerChunk = 20;
-  s.sources = [](int y) {
-    const int32_t line = LineC(y) * kHalfColumns;
-    return LineSources{{line, kHalfSecondField + line, 0, 0}};
-  };
-  s.pixel = [colour](int, int p, F(&bgr)[3]) {
-    const int c = 16 * (p / 5), j = p % 5;
-    const F g = F::Sample(1, c + kPickGreen[j]);
-    bgr[0] = colour ? F::Sample(0, c + kPickBlue[j]) : g;
-    bgr[1] = g;
-    bgr[2] = colour ? F::Sample(1, c + kPickRed[j]) : g;
-  };
-  return s;
-}
-
-const VectorKernel* VectorKernelB(bool colour) {
-  static const std::shared_ptr<const VectorKernel> kColour = CompileVectorKernel(ShapeB(true));
-  static const std::shared_ptr<const VectorKernel> kGrey = CompileVectorKernel(ShapeB(false));
-  return (colour ? kColour : kGrey).get();
-}
-
-const VectorKernel* VectorKernelC(bool colour) {
-  static const std::shared_ptr<const VectorKernel> kColour = CompileVectorKernel(ShapeC(true));
-  static const std::shared_ptr<const VectorKernel> kGrey = CompileVectorKernel(ShapeC(false));
-  return (colour ? kColour : kGrey).get();
-}
-
 }  // namespace
 
 // As A1 with true averages. Pixel 159 would need sample 256 for its red,
 // the next line: only its red is replaced, by the red of pixel 157.
 void KernelB1(const uint8_t* raw, uint8_t* rgb, int orientation) {
-  if (RunVectorKernel(VectorKernelB(true), raw, rgb, orientation)) return;
+  if (RunKernelBVector(raw, rgb, orientation, true)) return;
   for (int32_t y = 0; y < kSizeB.height; ++y) {
     const uint8_t* first = FirstField(raw, y + kHalfFirstPictureLine);
     const uint8_t* second = SecondField(raw, y + kHalfFirstPictureLine);
@@ -123,7 +48,7 @@ void KernelB1(const uint8_t* raw, uint8_t* rgb, int orientation) {
 
 // The green of B1 in all three bytes.
 void KernelB0(const uint8_t* raw, uint8_t* rgb, int orientation) {
-  if (RunVectorKernel(VectorKernelB(false), raw, rgb, orientation)) return;
+  if (RunKernelBVector(raw, rgb, orientation, false)) return;
   for (int32_t y = 0; y < kSizeB.height; ++y) {
     const uint8_t* second = SecondField(raw, y + kHalfFirstPictureLine);
     LineWriter out(rgb, kSizeB.width, kSizeB.height, y, orientation, OtherCodes::kAsCode1);
@@ -146,7 +71,7 @@ void KernelB0(const uint8_t* raw, uint8_t* rgb, int orientation) {
 // nearest its centre.
 
 void KernelC1(const uint8_t* raw, uint8_t* rgb, int orientation) {
-  if (RunVectorKernel(VectorKernelC(true), raw, rgb, orientation)) return;
+  if (RunKernelCVector(raw, rgb, orientation, true)) return;
   for (int32_t y = 0; y < kSizeC.height; ++y) {
     const uint8_t* first = FirstField(raw, LineC(y));
     const uint8_t* second = SecondField(raw, LineC(y));
@@ -161,7 +86,7 @@ void KernelC1(const uint8_t* raw, uint8_t* rgb, int orientation) {
 
 // The green of C1 in all three bytes.
 void KernelC0(const uint8_t* raw, uint8_t* rgb, int orientation) {
-  if (RunVectorKernel(VectorKernelC(false), raw, rgb, orientation)) return;
+  if (RunKernelCVector(raw, rgb, orientation, false)) return;
   for (int32_t y = 0; y < kSizeC.height; ++y) {
     const uint8_t* second = SecondField(raw, LineC(y));
     LineWriter out(rgb, kSizeC.width, kSizeC.height, y, orientation, OtherCodes::kAsCode1);

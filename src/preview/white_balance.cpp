@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 #include "platform/cpu_features.h"
 #include "platform/simd.h"
@@ -47,26 +48,41 @@ void MapChannels(int16_t* samples, int blocks, const RawGainMaps& maps) {
 }
 
 // Allocates the missing tables; false (with nothing written) when one fails.
+// A table allocated here starts zero-filled, from no levels or factor.
 bool EnsureRawTables(WhiteBalanceState& st) {
-  for (Owned<int16_t>* t : {&st.ratioTableR, &st.ratioTableG, &st.ratioTableB}) {
-    if (!*t) *t = AllocateArray<int16_t>(kRawTableLength, true);
-    if (!*t) return false;
+  Owned<int16_t>* ratio[3] = {&st.ratioTableR, &st.ratioTableG, &st.ratioTableB};
+  Owned<int32_t>* factor[3] = {&st.factorTableR, &st.factorTableG, &st.factorTableB};
+  for (int c = 0; c < 3; ++c) {
+    if (*ratio[c]) continue;
+    *ratio[c] = AllocateArray<int16_t>(kRawTableLength, true);
+    if (!*ratio[c]) return false;
+    st.ratioFill[c] = {};
+    ++st.rawTableVersion;
   }
-  for (Owned<int32_t>* t : {&st.factorTableR, &st.factorTableG, &st.factorTableB}) {
-    if (!*t) *t = AllocateArray<int32_t>(kRawTableLength, true);
-    if (!*t) return false;
+  for (int c = 0; c < 3; ++c) {
+    if (*factor[c]) continue;
+    *factor[c] = AllocateArray<int32_t>(kRawTableLength, true);
+    if (!*factor[c]) return false;
+    st.factorFill[c] = {};
+    ++st.rawTableVersion;
   }
   return true;
 }
 
-void FillFactorTable(int32_t* table, double factor) {
+void FillFactorTable(WhiteBalanceState& st, int channel, int32_t* table, double factor) {
+  uint64_t bits = 0;
+  std::memcpy(&bits, &factor, sizeof bits);
+  WhiteBalanceState::FactorFill& fill = st.factorFill[channel];
+  if (fill.filled && fill.factorBits == bits) return;
   for (int32_t i = 0; i < kRawTableLength; ++i) table[i] = TruncateProduct(factor, i);
+  fill = {true, bits};
+  ++st.rawTableVersion;
 }
 
 void FillFactorTables(WhiteBalanceState& st, const CameraModes& m) {
-  FillFactorTable(st.factorTableB.get(), m.wbFactorB);
-  FillFactorTable(st.factorTableG.get(), m.wbFactorG);
-  FillFactorTable(st.factorTableR.get(), m.wbFactorR);
+  FillFactorTable(st, kBlue, st.factorTableB.get(), m.wbFactorB);
+  FillFactorTable(st, kGreen, st.factorTableG.get(), m.wbFactorG);
+  FillFactorTable(st, kRed, st.factorTableR.get(), m.wbFactorR);
 }
 
 // Entry i = (i x peak) / level, truncated, low 16 bits, for i = 0..16382.
@@ -119,7 +135,14 @@ VOBREX_TARGET_AVX512 void FillRatioTableAvx512(int16_t* table, int32_t peak, int
 }
 #endif
 
-void FillRatioTable(int16_t* table, int32_t peak, int32_t level) {
+// A table last filled from the same peak and level already holds these
+// entries: a preview of a steady scene refills nothing.
+void FillRatioTable(WhiteBalanceState& st, int channel, int16_t* table, int32_t peak,
+                    int32_t level) {
+  WhiteBalanceState::RatioFill& fill = st.ratioFill[channel];
+  if (fill.filled && fill.peak == peak && fill.level == level) return;
+  fill = {true, peak, level};
+  ++st.rawTableVersion;
 #if defined(VOBREX_X86_SIMD)
   if (ActiveSimdLevel() == SimdLevel::kAvx512) return FillRatioTableAvx512(table, peak, level);
 #endif
@@ -142,9 +165,9 @@ bool RebuildRatioTables(WhiteBalanceState& st, const WeightedLevels& w, int32_t 
   if (stillCall != 0) st.ratioRebuildCount = 0;
   if (st.ratioRebuildCount % 5 == 0) {
     if (w.red == 0 || w.green == 0 || w.blue == 0) return false;
-    FillRatioTable(st.ratioTableR.get(), w.peak, w.red);
-    FillRatioTable(st.ratioTableG.get(), w.peak, w.green);
-    FillRatioTable(st.ratioTableB.get(), w.peak, w.blue);
+    FillRatioTable(st, kRed, st.ratioTableR.get(), w.peak, w.red);
+    FillRatioTable(st, kGreen, st.ratioTableG.get(), w.peak, w.green);
+    FillRatioTable(st, kBlue, st.ratioTableB.get(), w.peak, w.blue);
   }
   st.ratioRebuildCount =
       static_cast<int32_t>(static_cast<uint32_t>(st.ratioRebuildCount) + 1u);  // wraps

@@ -31,6 +31,21 @@ struct WhiteBalanceState {
   // Raw-domain balance calls since the last still; the ratio tables are
   // rebuilt when it is a multiple of 5.
   int32_t ratioRebuildCount = 0;
+  // Goes up whenever the contents of one of the six tables above may have
+  // changed (allocation or fill), so that work derived from their contents
+  // (the byte tables of a preview frame) can tell whether it is current.
+  uint32_t rawTableVersion = 0;
+  // What each table was last filled from: a refill from the same levels or
+  // factor writes the very same entries and is skipped. R, G, B order.
+  struct RatioFill {
+    bool filled = false;
+    int32_t peak = 0;
+    int32_t level = 0;
+  } ratioFill[3];
+  struct FactorFill {
+    bool filled = false;
+    uint64_t factorBits = 0;  // the double's bits: equal bits, equal products
+  } factorFill[3];
 
   // Levels of the last four preview estimates per channel (kRed..kBlue),
   // oldest first.
