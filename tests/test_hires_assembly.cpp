@@ -3,11 +3,13 @@
 // the planes.
 #include <gtest/gtest.h>
 
+#include <random>
 #include <vector>
 
 #include "hires/exposure_assembly.h"
 #include "hires/plane_completion.h"
 #include "hires/work_grid.h"
+#include "platform/cpu_features.h"
 
 namespace vobrex {
 namespace {
@@ -139,6 +141,116 @@ TEST_F(GridTest, RedObjectWithADiagonalEdgeTakesTheSixColumnStep) {
   const int want[][3] = {{8, 100, 77},  {9, 101, 160}, {8, 102, 61},
                          {9, 103, 120}, {8, 104, 63},  {9, 105, (100 + 65) >> 1}};
   for (const auto& w : want) EXPECT_EQ(grid_.At(kRedPlane, w[0], w[1]), w[2]) << w[1];
+}
+
+// The whole block after `pass` on the portable path and on the widest one
+// the processor has, from the same start.
+template <typename Pass>
+std::vector<int16_t> OnBothPaths(Owned<int16_t>& block, Pass pass, std::vector<int16_t>& vector) {
+  const std::vector<int16_t> start(block.get(), block.get() + kGridBlockSites);
+  SetSimdLevel(SimdLevel::kScalar);
+  pass();
+  std::vector<int16_t> portable(block.get(), block.get() + kGridBlockSites);
+  std::copy(start.begin(), start.end(), block.get());
+  SetSimdLevel(SupportedSimdLevel());
+  pass();
+  vector.assign(block.get(), block.get() + kGridBlockSites);
+  return portable;
+}
+
+long Differences(const std::vector<int16_t>& a, const std::vector<int16_t>& b) {
+  long n = 0;
+  for (size_t i = 0; i < a.size(); ++i) n += a[i] != b[i];
+  return n;
+}
+
+TEST_F(GridTest, PlacingLineByLineClearsItsRowsAndMatchesThePlanePlacement) {
+  std::mt19937 random(7);
+  std::vector<int16_t> samples(kHiresSampleCount);
+  for (int16_t& v : samples) v = int16_t(random());
+  PlaceGreen(samples.data(), grid_);
+  PlaceRed(samples.data(), grid_);
+  PlaceBlue(samples.data(), grid_);
+  const std::vector<int16_t> planes(block_.get(), block_.get() + kGridBlockSites);
+  std::fill(grid_.origin, grid_.origin + kGridSites, int16_t(0x5A5A));  // stale rows
+  std::vector<int16_t> vector;
+  const std::vector<int16_t> portable = OnBothPaths(
+      block_,
+      [&] {
+        for (int y = 0; y < 256; ++y) PlaceLines(samples.data(), grid_, y);
+      },
+      vector);
+  EXPECT_EQ(Differences(portable, planes), 0);
+  EXPECT_EQ(Differences(vector, planes), 0);
+}
+
+// Red rows 2 and 3 (mod 4) as ramps that all rows share over random
+// stretches of columns, each group of four rows raised by its own level:
+// the sums of the diagonal detector run monotone along a stretch with the
+// top and bottom rows ordered alike, so six-column steps abound (also at
+// the right edge, where they spill into the next row); noise and dark
+// stretches break the walk between them. Blue rows 0 and 1 likewise in
+// other areas (an object needs the other colour low), green low.
+void FillObjectsAndEdges(const WorkGrid& grid, std::mt19937& random) {
+  for (int i = 0; i < kGridSites; ++i) grid.origin[i] = int16_t(random() % 60);
+  std::vector<int> slope(kGridSide);
+  for (int c = 0; c < kGridSide;) {
+    const int length = 3 + int(random() % 14), s = int(random() % 9) - 4;
+    for (int k = 0; k < length && c < kGridSide; ++k, ++c) slope[c] = c < 1000 ? s : -4;
+  }
+  int level = 0;
+  for (int row = 0; row < kGridSide; ++row) {
+    if (row % 4 == 0) level = 300 + int(random() % 300);
+    for (int c = 0; c < kGridSide; ++c) {
+      const int ramp = level + slope[c] * (c % 64) + (random() % 16 == 0 ? 1 : 0);
+      const bool red = (c / 128 + row / 64) % 2 == 0, dark = (c / 64 + row / 16) % 7 == 0;
+      if (row % 4 >= 2) grid.At(kRedPlane, row, c) = int16_t(red && !dark ? ramp : 30);
+      if (row % 4 < 2) grid.At(kBluePlane, row, c) = int16_t(!red && !dark ? ramp : 30);
+    }
+  }
+}
+
+TEST_F(GridTest, RowFillsGiveTheSameGridOnTheVectorAndPortablePaths) {
+  std::mt19937 random(11);
+  FillObjectsAndEdges(grid_, random);
+  long steps = 0, atTheEdge = 0;
+  for (int t = 4; t <= 1016; t += 4) {
+    for (int c = 0; c <= 1022; c += 2) {
+      if (!IsRBObject(grid_, c, t, kRedSelector, kRowFillMode)) continue;
+      if (RedDiagonalLine(grid_, c, t) == 0) continue;
+      ++steps;
+      atTheEdge += c >= 1020;
+    }
+  }
+  ASSERT_GT(steps, 5000);  // the data reach the walk's six-column steps
+  ASSERT_GT(atTheEdge, 5);
+  std::vector<int16_t> vector;
+  const std::vector<int16_t> portable = OnBothPaths(
+      block_, [&] { FillRedRows(grid_), FillBlueRows(grid_); }, vector);
+  EXPECT_EQ(Differences(portable, vector), 0);
+}
+
+// Groups near flat with the upper rows up to 100 off (some levelled, some
+// not, k of either sign), some at the ends of the 16-bit range where the
+// levelled sites wrap.
+TEST_F(GridTest, LevellingGivesTheSameGridOnTheVectorAndPortablePaths) {
+  std::mt19937 random(5);
+  std::vector<int> offsets(kGridGroups * kGridGroups);
+  for (int& o : offsets) o = int(random() % 101) - 50;
+  for (int row = 0; row < kGridSide; ++row) {
+    for (int c = 0; c < kGridSide; ++c) {
+      const int area = (row / 8 + c / 4) % 9;
+      const int base = area == 0 ? 32700 : area == 1 ? -32700 : 500;
+      const int offset = row % 4 < 2 ? offsets[row / 4 * kGridGroups + c / 4] : 0;
+      grid_.At(kGreenPlane, row, c) = int16_t(base + offset + int(random() % 24));
+    }
+  }
+  const std::vector<int16_t> start(block_.get(), block_.get() + kGridBlockSites);
+  std::vector<int16_t> vector;
+  const std::vector<int16_t> portable = OnBothPaths(
+      block_, [&] { LevelLineBlocks(grid_, kGreenSelector); }, vector);
+  EXPECT_GT(Differences(start, portable), 100000);  // many groups levelled
+  EXPECT_EQ(Differences(portable, vector), 0);
 }
 
 }  // namespace

@@ -6,12 +6,15 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <random>
 #include <vector>
 
 #include "hires/hires_driver.h"
 #include "hires/hires_resample.h"
 #include "mosaic/hires_mosaic.h"
 #include "mosaic/image.h"
+#include "platform/cpu_features.h"
+#include "still/picture_rows.h"
 
 namespace vobrex {
 namespace {
@@ -157,6 +160,57 @@ TEST(HighResDriverTest, SynthesisedExposuresConvertBackToTheScene) {
       EXPECT_GT(mosaic::Psnr(got, Scene(width, height), c, 8), 36.0) << subMode << " channel " << c;
     }
   }
+}
+
+TEST(HighResDriverTest, VectorDivisionByFiveIsExactOverTheWeightedSums) {
+  long wrong = 0;
+  for (int32_t x = -5 * 32768; x <= 5 * 32768; ++x) wrong += ResampleDivideByFive(x) != x / 5;
+  EXPECT_EQ(wrong, 0);
+}
+
+// The rows handed on as the grid streams through its window against the
+// whole-grid conversion, on both paths, for every size and kind, with the
+// levelling on and off, on a scene with stretches of noise (objects, edges
+// and flat groups side by side).
+TEST(HighResDriverTest, StreamedRowsEqualTheWholeGridConversion) {
+  std::vector<uint8_t> frame = mosaic::HiresMosaic(Scene(1012, 960));
+  std::mt19937 random(3);
+  for (size_t i = 0; i < frame.size(); ++i) {
+    if ((i / 4096) % 5 == 1) frame[i] = uint8_t(random());
+  }
+  auto samples = [&frame] {
+    Owned<int16_t> s = AllocateArray<int16_t>(frame.size());
+    std::copy(frame.begin(), frame.end(), s.get());
+    return s;
+  };
+  for (SimdLevel level : {SimdLevel::kScalar, SupportedSimdLevel()}) {
+    SetSimdLevel(level);
+    for (int subMode = 0; subMode < 3; ++subMode) {
+      for (int format = 0; format < 2; ++format) {
+        for (int defects = 0; defects < 2; ++defects) {
+          Camera cam;
+          SetResolution(cam, 40, subMode);
+          cam.modes.outputFormat = uint8_t(format);
+          cam.modes.defectFixOn = uint8_t(defects);
+          cam.modes.mirror = uint8_t(defects);
+          Owned<int16_t> whole = samples(), streamed = samples();
+          const Owned<uint16_t> want = ConvertHighRes(cam, whole);
+          ASSERT_TRUE(want);
+          std::vector<uint16_t> got(cam.modes.imageBytes, 0xABCD);
+          StillArray rows(got.data());
+          Owned<uint16_t> converted;
+          size_t written = 0;
+          ASSERT_TRUE(ConvertHighResRows(cam, streamed, rows, converted, written));
+          EXPECT_FALSE(converted);
+          EXPECT_FALSE(streamed);
+          ASSERT_EQ(written, got.size());
+          EXPECT_TRUE(std::equal(got.begin(), got.end(), want.get()))
+              << int(level) << " " << subMode << " " << format << " " << defects;
+        }
+      }
+    }
+  }
+  SetSimdLevel(SupportedSimdLevel());
 }
 
 }  // namespace

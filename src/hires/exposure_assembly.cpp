@@ -1,5 +1,6 @@
 #include "hires/exposure_assembly.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "platform/simd.h"
@@ -23,24 +24,30 @@ enum class Parity { kEven = 0, kOdd = 1 };
 // (the last odd sample of exposures 0 and 3). Exposures 1 and 2 leave the
 // first column of their odd-sample colour empty (column 0, respectively 1):
 // it takes the nearest sample of the same colour two columns to the right.
-void PlaceExposure(const int16_t* samples, const WorkGrid& grid, int exposure, LineKind kind,
-                   Parity parity, int plane) {
+void PlaceLine(const int16_t* samples, const WorkGrid& grid, int exposure, LineKind kind,
+               Parity parity, int plane, int y) {
   const ExposurePhase& phase = kExposures[exposure];
   const int block = 2 * exposure + (kind == LineKind::kRedGreen ? 1 : 0);
   const int rowPhase = kind == LineKind::kRedGreen ? phase.redGreenRow : phase.greenBlueRow;
   const int first = static_cast<int>(parity);
-  const int16_t* line = samples + static_cast<std::ptrdiff_t>(block) * kLineBlockSamples;
-  for (int y = 0; y < kExposureLines; ++y, line += kExposureLineSamples) {
-    int16_t* row = grid.Plane(plane) + WorkGrid::Offset(4 * y + rowPhase, 0);
-    for (int n = first; n < kExposureLineSamples; n += 2) {
-      const int col = phase.column + 2 * n;
-      if (col >= kGridSide) break;
-      row[col] = line[n];
-    }
-    if (parity == Parity::kOdd) {
-      if (exposure == 1) row[0] = row[2];
-      if (exposure == 2) row[1] = row[3];
-    }
+  const int16_t* line = samples + static_cast<std::ptrdiff_t>(block) * kLineBlockSamples +
+                        static_cast<std::ptrdiff_t>(y) * kExposureLineSamples;
+  int16_t* row = grid.Plane(plane) + WorkGrid::Offset(4 * y + rowPhase, 0);
+  for (int n = first; n < kExposureLineSamples; n += 2) {
+    const int col = phase.column + 2 * n;
+    if (col >= kGridSide) break;
+    row[col] = line[n];
+  }
+  if (parity == Parity::kOdd) {
+    if (exposure == 1) row[0] = row[2];
+    if (exposure == 2) row[1] = row[3];
+  }
+}
+
+void PlaceExposure(const int16_t* samples, const WorkGrid& grid, int exposure, LineKind kind,
+                   Parity parity, int plane) {
+  for (int y = 0; y < kExposureLines; ++y) {
+    PlaceLine(samples, grid, exposure, kind, parity, plane, y);
   }
 }
 
@@ -75,6 +82,127 @@ void PlaceBlue(const int16_t* samples, const WorkGrid& grid) {
   }
 }
 
+namespace {
+
+#if defined(VOBREX_X86_SIMD)
+
+// A placed row interleaves two lines of one line kind: line A of the
+// exposure with column phase 0 or 1 at the columns phase + 2n, line B of
+// the one with phase 2 or 3, both at the samples of one parity; every
+// other column is empty. Over 64 columns from 64u the samples come from
+// 32u - 1 .. 32u + 31 of each line: the last of the previous 32 samples
+// and the next 32, as two registers. Indices and lanes for each half of
+// the 64 columns, for phase A (0 or 1) and parity.
+struct PlacePattern {
+  uint16_t index[2][2][32];  // [line A or B][half]
+  uint32_t lanes[2][2];
+};
+
+constexpr PlacePattern MakePlacePattern(int phaseA, int parity) {
+  PlacePattern t{};
+  for (int line = 0; line < 2; ++line) {
+    const int phase = phaseA + 2 * line;
+    for (int half = 0; half < 2; ++half) {
+      for (int j = 0; j < 32; ++j) {
+        const int column = 32 * half + j;
+        const int twice = column - phase;  // 2 (n - 32u)
+        if (twice % 2 != 0 || ((twice / 2) & 1) != parity) continue;
+        t.index[line][half][j] = static_cast<uint16_t>(32 + twice / 2);  // twice >= -3
+        t.lanes[line][half] |= 1u << j;
+      }
+    }
+  }
+  return t;
+}
+
+constexpr PlacePattern kPlacePatterns[2][2] = {{MakePlacePattern(0, 0), MakePlacePattern(0, 1)},
+                                               {MakePlacePattern(1, 0), MakePlacePattern(1, 1)}};
+
+VOBREX_TARGET_AVX512 void PlaceRowAvx512(const int16_t* lineA, const int16_t* lineB, int16_t* row,
+                                         const PlacePattern& t) {
+  __m512i index[2][2];
+  for (int line = 0; line < 2; ++line) {
+    for (int half = 0; half < 2; ++half)
+      index[line][half] = _mm512_loadu_si512(t.index[line][half]);
+  }
+  __m512i lastA = _mm512_setzero_si512(), lastB = _mm512_setzero_si512();
+  for (int u = 0; u < kGridSide / 64; ++u) {
+    const __m512i nextA = _mm512_loadu_si512(lineA + 32 * u);
+    const __m512i nextB = _mm512_loadu_si512(lineB + 32 * u);
+    for (int half = 0; half < 2; ++half) {
+      const __m512i a =
+          _mm512_maskz_permutex2var_epi16(t.lanes[0][half], lastA, index[0][half], nextA);
+      const __m512i b =
+          _mm512_maskz_permutex2var_epi16(t.lanes[1][half], lastB, index[1][half], nextB);
+      _mm512_storeu_si512(row + 64 * u + 32 * half, _mm512_or_si512(a, b));
+    }
+    lastA = nextA;
+    lastB = nextB;
+  }
+}
+
+#endif
+
+// Rows that receive lines: plane, row in the group, line kind, column phase
+// of line A, sample parity. Line B is the exposure two phases on.
+struct PlacedRow {
+  int plane, row;
+  LineKind kind;
+  int phaseA;
+  Parity parity;
+};
+
+constexpr PlacedRow kPlacedRows[8] = {{kGreenPlane, 0, LineKind::kGreenBlue, 0, Parity::kEven},
+                                      {kGreenPlane, 1, LineKind::kGreenBlue, 1, Parity::kEven},
+                                      {kGreenPlane, 2, LineKind::kRedGreen, 0, Parity::kOdd},
+                                      {kGreenPlane, 3, LineKind::kRedGreen, 1, Parity::kOdd},
+                                      {kRedPlane, 2, LineKind::kRedGreen, 0, Parity::kEven},
+                                      {kRedPlane, 3, LineKind::kRedGreen, 1, Parity::kEven},
+                                      {kBluePlane, 0, LineKind::kGreenBlue, 0, Parity::kOdd},
+                                      {kBluePlane, 1, LineKind::kGreenBlue, 1, Parity::kOdd}};
+
+// The exposure of a column phase.
+constexpr int kExposureOfPhase[4] = {1, 2, 0, 3};
+
+}  // namespace
+
+// Every line lands in its own row and columns, so the lines can be placed
+// in any order; the rows are cleared first, as the block would be.
+void PlaceLines(const int16_t* samples, const WorkGrid& grid, int y) {
+  auto clear = [&grid, y](int plane, int first, int count) {
+    int16_t* rows = grid.Plane(plane) + WorkGrid::Offset(4 * y + first, 0);
+    std::fill(rows, rows + count * kGridSide, int16_t{0});
+  };
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) {
+    // The vector rows are written whole; only the empty rows are cleared.
+    clear(kRedPlane, 0, 2);
+    clear(kBluePlane, 2, 2);
+    for (const PlacedRow& placed : kPlacedRows) {
+      const int exposureA = kExposureOfPhase[placed.phaseA];
+      const int exposureB = kExposureOfPhase[placed.phaseA + 2];
+      const int kind = placed.kind == LineKind::kRedGreen ? 1 : 0;
+      auto line = [&](int exposure) {
+        return samples + static_cast<std::ptrdiff_t>(2 * exposure + kind) * kLineBlockSamples +
+               static_cast<std::ptrdiff_t>(y) * kExposureLineSamples;
+      };
+      int16_t* row = grid.Plane(placed.plane) + WorkGrid::Offset(4 * y + placed.row, 0);
+      PlaceRowAvx512(line(exposureA), line(exposureB), row,
+                     kPlacePatterns[placed.phaseA][static_cast<int>(placed.parity)]);
+      if (placed.parity == Parity::kOdd) row[placed.phaseA] = row[placed.phaseA + 2];
+    }
+    return;
+  }
+#endif
+  for (int plane = 0; plane < 3; ++plane) clear(plane, 0, 4);
+  for (int k = 0; k < 4; ++k) {
+    PlaceLine(samples, grid, k, LineKind::kGreenBlue, Parity::kEven, kGreenPlane, y);
+    PlaceLine(samples, grid, k, LineKind::kRedGreen, Parity::kOdd, kGreenPlane, y);
+    PlaceLine(samples, grid, k, LineKind::kRedGreen, Parity::kEven, kRedPlane, y);
+    PlaceLine(samples, grid, k, LineKind::kGreenBlue, Parity::kOdd, kBluePlane, y);
+  }
+}
+
 // Rows 4i and 4i+1 came from the green/blue line blocks, rows 4i+2 and 4i+3
 // from the red/green ones. Where both sets of a group of four columns are
 // flat and close in level, the green/blue sites are shifted onto the level
@@ -83,185 +211,101 @@ void PlaceBlue(const int16_t* samples, const WorkGrid& grid) {
 // them.
 #if defined(VOBREX_X86_SIMD)
 
-// Indices picking element e of each group of four columns from 64 columns
-// (two vectors of 32), groups 0..15 in lanes 0..15.
-struct GroupElements {
-  uint16_t index[4][32];
-};
-
-constexpr GroupElements MakeGroupElements() {
-  GroupElements g{};
-  for (int e = 0; e < 4; ++e) {
-    for (int j = 0; j < 16; ++j) g.index[e][j] = static_cast<uint16_t>(4 * j + e);
-  }
-  return g;
+// Rows 4i and 4i+1 merged at their checkerboard sites (even columns of the
+// first, odd of the second) hold the four upper sites of every group in
+// the group's own four columns: (4i, c), (4i+1, c+1), (4i, c+2),
+// (4i+1, c+3). Rows 4i+4/4i+5 give the other four upper sites, rows
+// 4i+2/4i+3 and 4i+6/4i+7 the lower ones. A group is then one 64-bit lane
+// of 32 columns; its values are summed in both 32-bit halves of the lane.
+VOBREX_TARGET_AVX512 inline __m512i Merged(const int16_t* even, const int16_t* odd) {
+  return _mm512_mask_blend_epi16(0xAAAAAAAAu, _mm512_loadu_si512(even), _mm512_loadu_si512(odd));
 }
 
-constexpr GroupElements kGroupElements = MakeGroupElements();
-
-// Indices putting lanes 0..15 (element a of groups 0..15) and 16..31
-// (element a + 2) back at columns 4j + a and 4j + a + 2 of 64 columns: for
-// the low vector (groups 0..7) and the high one (groups 8..15).
-struct GroupScatter {
-  uint16_t index[2][2][32];  // [a][half]
-};
-
-constexpr GroupScatter MakeGroupScatter() {
-  GroupScatter g{};
-  for (int a = 0; a < 2; ++a) {
-    for (int half = 0; half < 2; ++half) {
-      for (int p = 0; p < 32; ++p) {
-        const int column = 32 * half + p, j = column / 4, e = column % 4;
-        g.index[a][half][p] = static_cast<uint16_t>(e == a + 2 ? 16 + j : j);
-      }
-    }
-  }
-  return g;
+// The sum of a group's four values in a merged vector.
+VOBREX_TARGET_AVX512 inline __m512i GroupSum(__m512i merged) {
+  const __m512i pairs = _mm512_madd_epi16(merged, _mm512_set1_epi16(1));
+  return _mm512_add_epi32(pairs, _mm512_shuffle_epi32(pairs, _MM_PERM_CDAB));
 }
 
-constexpr GroupScatter kGroupScatter = MakeGroupScatter();
-
-// Column mask of the elements a and a + 2 of the groups whose bit is set,
-// for 8 groups.
-constexpr uint32_t SpreadGroups(uint32_t groups, int a) {
-  uint32_t m = 0;
-  for (int j = 0; j < 8; ++j) {
-    if (groups & (1u << j)) m |= (5u << a) << (4 * j);
-  }
-  return m;
+// The summed absolute deviation of a group's eight values in two merged
+// vectors from `mean`.
+VOBREX_TARGET_AVX512 inline __m512i GroupDeviation(__m512i a, __m512i b, __m512i mean) {
+  const __m512i lowHalf = _mm512_set1_epi32(1);  // weights 1 and 0: the low value
+  const __m512i d = _mm512_add_epi32(
+      _mm512_add_epi32(_mm512_abs_epi32(_mm512_sub_epi32(_mm512_madd_epi16(a, lowHalf), mean)),
+                       _mm512_abs_epi32(_mm512_sub_epi32(_mm512_srai_epi32(a, 16), mean))),
+      _mm512_add_epi32(_mm512_abs_epi32(_mm512_sub_epi32(_mm512_madd_epi16(b, lowHalf), mean)),
+                       _mm512_abs_epi32(_mm512_sub_epi32(_mm512_srai_epi32(b, 16), mean))));
+  return _mm512_add_epi32(d, _mm512_shuffle_epi32(d, _MM_PERM_CDAB));
 }
 
-struct GroupSpread {
-  uint32_t mask[2][256];
-};
-
-constexpr GroupSpread MakeGroupSpread() {
-  GroupSpread g{};
-  for (int a = 0; a < 2; ++a) {
-    for (uint32_t v = 0; v < 256; ++v) g.mask[a][v] = SpreadGroups(v, a);
-  }
-  return g;
-}
-
-constexpr GroupSpread kGroupSpread = MakeGroupSpread();
-
-// Element e of the sixteen groups of 64 columns at `row`, as 32-bit lanes.
-VOBREX_TARGET_AVX512 inline __m512i Element(const int16_t* row, const __m512i (&pick)[4], int e) {
-  const __m512i v =
-      _mm512_permutex2var_epi16(_mm512_loadu_si512(row), pick[e], _mm512_loadu_si512(row + 32));
-  return _mm512_cvtepi16_epi32(_mm512_castsi512_si256(v));
-}
-
-VOBREX_TARGET_AVX512 inline __m512i Total(const __m512i (&v)[8]) {
-  __m512i s = v[0];
-  for (int k = 1; k < 8; ++k) s = _mm512_add_epi32(s, v[k]);
-  return s;
-}
-
-// Summed absolute deviation from (sum >> 3), and that mean.
-VOBREX_TARGET_AVX512 inline __m512i Spread(const __m512i (&v)[8], __m512i& mean) {
-  mean = _mm512_srai_epi32(Total(v), 3);
-  __m512i d = _mm512_setzero_si512();
-  for (int k = 0; k < 8; ++k)
-    d = _mm512_add_epi32(d, _mm512_abs_epi32(_mm512_sub_epi32(v[k], mean)));
-  return d;
-}
-
-// Writes elements a and a + 2 of the groups in `lanes` (values `low` for a,
-// `high` for a + 2, 32-bit lanes) into 64 columns at `row`.
-VOBREX_TARGET_AVX512 inline void PutElements(int16_t* row, int a, __m512i low, __m512i high,
-                                             __mmask16 lanes) {
-  const __m512i values = _mm512_permutex2var_epi16(
-      low,
-      _mm512_set_epi16(62, 60, 58, 56, 54, 52, 50, 48, 46, 44, 42, 40, 38, 36, 34, 32, 30, 28, 26,
-                       24, 22, 20, 18, 16, 14, 12, 10, 8, 6, 4, 2, 0),
-      high);
-  for (int half = 0; half < 2; ++half) {
-    const uint32_t groups = (static_cast<uint32_t>(lanes) >> (8 * half)) & 0xFF;
-    const __mmask32 columns = kGroupSpread.mask[a][groups];
-    int16_t* at = row + 32 * half;
-    const __m512i merged = _mm512_mask_permutexvar_epi16(
-        _mm512_loadu_si512(at), columns, _mm512_loadu_si512(kGroupScatter.index[a][half]), values);
-    _mm512_storeu_si512(at, merged);
-  }
-}
-
-// Sixteen groups of a band at once: the groups of a band are independent
+// Eight groups of a band at once: the groups of a band are independent
 // (each reads and writes only its own four columns), and bands run in
 // order as in the scalar pass.
-VOBREX_TARGET_AVX512 void LevelAvx512(int16_t* x) {
-  __m512i pick[4];
-  for (int e = 0; e < 4; ++e) pick[e] = _mm512_loadu_si512(kGroupElements.index[e]);
+VOBREX_TARGET_AVX512 void LevelBandAvx512(int16_t* x, int i) {
+  const int16_t* rows[8];
+  for (int k = 0; k < 8; ++k) rows[k] = x + WorkGrid::Offset(4 * i + k, 0);
+  int16_t* upperEven = x + WorkGrid::Offset(4 * i, 0);
+  int16_t* upperOdd = x + WorkGrid::Offset(4 * i + 1, 0);
   const __m512i limitSpread = _mm512_set1_epi32(160), limitMeans = _mm512_set1_epi32(80);
-  for (int i = 0; i <= 253; ++i) {
-    int16_t* rows[8];
-    for (int k = 0; k < 8; ++k) rows[k] = x + WorkGrid::Offset(4 * i + k, 0);
-    for (int j = 0; j < 255; j += 16) {
-      const int c = 4 * j;
-      const __m512i upper[8] = {Element(rows[0] + c, pick, 0), Element(rows[0] + c, pick, 2),
-                                Element(rows[1] + c, pick, 1), Element(rows[1] + c, pick, 3),
-                                Element(rows[4] + c, pick, 0), Element(rows[4] + c, pick, 2),
-                                Element(rows[5] + c, pick, 1), Element(rows[5] + c, pick, 3)};
-      const __m512i lower[8] = {Element(rows[2] + c, pick, 0), Element(rows[2] + c, pick, 2),
-                                Element(rows[3] + c, pick, 1), Element(rows[3] + c, pick, 3),
-                                Element(rows[6] + c, pick, 0), Element(rows[6] + c, pick, 2),
-                                Element(rows[7] + c, pick, 1), Element(rows[7] + c, pick, 3)};
-      __m512i m1, m2;
-      const __m512i d1 = Spread(upper, m1);
-      const __m512i d2 = Spread(lower, m2);
-      // Groups 0..254 only: columns 1020..1023 are never levelled.
-      const __mmask16 inBand = j + 16 <= 255 ? __mmask16(0xFFFF) : __mmask16((1u << (255 - j)) - 1);
-      const __mmask16 level =
-          inBand & _mm512_cmplt_epi32_mask(d1, limitSpread) &
-          _mm512_cmplt_epi32_mask(d2, limitSpread) &
-          _mm512_cmplt_epi32_mask(_mm512_abs_epi32(_mm512_sub_epi32(m1, m2)), limitMeans);
-      if (level == 0) continue;
-      const __m512i up4 = _mm512_add_epi32(_mm512_add_epi32(upper[0], upper[1]),
-                                           _mm512_add_epi32(upper[2], upper[3]));
-      const __m512i low4 = _mm512_add_epi32(_mm512_add_epi32(lower[0], lower[1]),
-                                            _mm512_add_epi32(lower[2], lower[3]));
-      const __m512i k = _mm512_srai_epi32(_mm512_sub_epi32(up4, low4), 2);
-      PutElements(rows[0] + c, 0, _mm512_sub_epi32(upper[0], k), _mm512_sub_epi32(upper[1], k),
-                  level);
-      PutElements(rows[1] + c, 1, _mm512_sub_epi32(upper[2], k), _mm512_sub_epi32(upper[3], k),
-                  level);
-    }
+  for (int c = 0; c < kGridSide; c += 32) {
+    const __m512i upper0 = Merged(rows[0] + c, rows[1] + c);
+    const __m512i upper1 = Merged(rows[4] + c, rows[5] + c);
+    const __m512i lower0 = Merged(rows[2] + c, rows[3] + c);
+    const __m512i lower1 = Merged(rows[6] + c, rows[7] + c);
+    const __m512i upperSum = GroupSum(upper0), lowerSum = GroupSum(lower0);
+    const __m512i m1 = _mm512_srai_epi32(_mm512_add_epi32(upperSum, GroupSum(upper1)), 3);
+    const __m512i m2 = _mm512_srai_epi32(_mm512_add_epi32(lowerSum, GroupSum(lower1)), 3);
+    // Groups 0..254 only: columns 1020..1023 are never levelled.
+    const __mmask16 inBand = c + 32 < kGridSide ? __mmask16(0xFFFF) : __mmask16(0x3FFF);
+    const __mmask16 level =
+        inBand & _mm512_cmplt_epi32_mask(GroupDeviation(upper0, upper1, m1), limitSpread) &
+        _mm512_cmplt_epi32_mask(GroupDeviation(lower0, lower1, m2), limitSpread) &
+        _mm512_cmplt_epi32_mask(_mm512_abs_epi32(_mm512_sub_epi32(m1, m2)), limitMeans);
+    // The sites are stored as 16 bits: subtracting k's low 16 bits from
+    // each 16-bit site gives the same bits.
+    const __m512i k = _mm512_srai_epi32(_mm512_sub_epi32(upperSum, lowerSum), 2);
+    const __m512i k16 =
+        _mm512_or_si512(_mm512_and_si512(k, _mm512_set1_epi32(0xFFFF)), _mm512_slli_epi32(k, 16));
+    const __m512i levelled = _mm512_sub_epi16(upper0, k16);
+    const __mmask32 sites = _mm512_movepi16_mask(_mm512_maskz_set1_epi32(level, -1));
+    _mm512_mask_storeu_epi16(upperEven + c, sites & 0x55555555u, levelled);
+    _mm512_mask_storeu_epi16(upperOdd + c, sites & 0xAAAAAAAAu, levelled);
   }
 }
 
 #endif
+
+void LevelBand(int16_t* x, int i) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) return LevelBandAvx512(x, i);
+#endif
+  auto at = [x](int row, int col) -> int16_t& { return x[WorkGrid::Offset(row, col)]; };
+  const int r = 4 * i;
+  for (int j = 0; j <= 254; ++j) {
+    const int c = 4 * j;
+    const int32_t upper[8] = {at(r, c),     at(r, c + 2),     at(r + 1, c + 1), at(r + 1, c + 3),
+                              at(r + 4, c), at(r + 4, c + 2), at(r + 5, c + 1), at(r + 5, c + 3)};
+    int32_t m1 = 0;
+    if (Deviation(upper, m1) >= 160) continue;
+    const int32_t lower[8] = {at(r + 2, c), at(r + 2, c + 2), at(r + 3, c + 1), at(r + 3, c + 3),
+                              at(r + 6, c), at(r + 6, c + 2), at(r + 7, c + 1), at(r + 7, c + 3)};
+    int32_t m2 = 0;
+    if (Deviation(lower, m2) >= 160 || std::abs(m1 - m2) >= 80) continue;
+    const int32_t k =
+        (upper[0] + upper[1] + upper[2] + upper[3] - lower[0] - lower[1] - lower[2] - lower[3]) >>
+        2;
+    at(r, c) = static_cast<int16_t>(upper[0] - k);
+    at(r, c + 2) = static_cast<int16_t>(upper[1] - k);
+    at(r + 1, c + 1) = static_cast<int16_t>(upper[2] - k);
+    at(r + 1, c + 3) = static_cast<int16_t>(upper[3] - k);
+  }
+}
 
 int LevelLineBlocks(const WorkGrid& grid, int selector) {
   int16_t* x = PlaneOfSelector(grid, selector);
   if (x == nullptr) return 1;
-#if defined(VOBREX_X86_SIMD)
-  if (ActiveSimdLevel() == SimdLevel::kAvx512) {
-    LevelAvx512(x);
-    return 1;
-  }
-#endif
-  auto at = [x](int row, int col) -> int16_t& { return x[WorkGrid::Offset(row, col)]; };
-  for (int i = 0; i <= 253; ++i) {
-    const int r = 4 * i;
-    for (int j = 0; j <= 254; ++j) {
-      const int c = 4 * j;
-      const int32_t upper[8] = {at(r, c),     at(r, c + 2),     at(r + 1, c + 1), at(r + 1, c + 3),
-                                at(r + 4, c), at(r + 4, c + 2), at(r + 5, c + 1), at(r + 5, c + 3)};
-      int32_t m1 = 0;
-      if (Deviation(upper, m1) >= 160) continue;
-      const int32_t lower[8] = {at(r + 2, c), at(r + 2, c + 2), at(r + 3, c + 1), at(r + 3, c + 3),
-                                at(r + 6, c), at(r + 6, c + 2), at(r + 7, c + 1), at(r + 7, c + 3)};
-      int32_t m2 = 0;
-      if (Deviation(lower, m2) >= 160 || std::abs(m1 - m2) >= 80) continue;
-      const int32_t k =
-          (upper[0] + upper[1] + upper[2] + upper[3] - lower[0] - lower[1] - lower[2] - lower[3]) >>
-          2;
-      at(r, c) = static_cast<int16_t>(upper[0] - k);
-      at(r, c + 2) = static_cast<int16_t>(upper[1] - k);
-      at(r + 1, c + 1) = static_cast<int16_t>(upper[2] - k);
-      at(r + 1, c + 3) = static_cast<int16_t>(upper[3] - k);
-    }
-  }
+  for (int i = 0; i <= kLastLevelBand; ++i) LevelBand(x, i);
   return 1;
 }
 

@@ -34,4 +34,14 @@ void PlaceBlue(const int16_t* samples, const WorkGrid& grid);   // blocks 0, 2, 
 // plane selector (1 red, 2 blue, 3 green); always returns 1.
 int LevelLineBlocks(const WorkGrid& grid, int selector);
 
+// Row-band forms, for a conversion that streams the grid band by band.
+// PlaceLines clears rows 4y .. 4y + 3 of the three planes and puts line y
+// of all eight blocks into them; for y = 0 .. 255 on a zeroed grid it is
+// PlaceGreen, PlaceRed and PlaceBlue.
+// LevelBand levels band i (rows 4i, 4i + 1 against 4i + 2 .. 4i + 7) of a
+// plane; bands 0 .. kLastLevelBand in ascending order are LevelLineBlocks.
+inline constexpr int kLastLevelBand = 253;
+void PlaceLines(const int16_t* samples, const WorkGrid& grid, int y);
+void LevelBand(int16_t* plane, int i);
+
 }  // namespace vobrex

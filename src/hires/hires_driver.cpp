@@ -1,10 +1,14 @@
 #include "hires/hires_driver.h"
 
+#include <algorithm>
+#include <cstdint>
+
 #include "hires/exposure_assembly.h"
 #include "hires/hires_resample.h"
 #include "hires/plane_completion.h"
 #include "hires/work_grid.h"
 #include "platform/trace.h"
+#include "still/picture_rows.h"
 
 namespace vobrex {
 namespace {
@@ -24,6 +28,107 @@ void PreparePlanes(const Camera& cam, const int16_t* samples, const WorkGrid& gr
   if (cam.modes.defectFixOn == 0) LevelLineBlocks(grid, kRedSelector);
   CompleteRed(grid);
   CompleteBlue(grid);
+}
+
+// The streamed conversion works in a window of rows of each plane instead
+// of the whole grid: kWindowRows rows a plane, each plane after
+// kWindowSlack zeroed rows (the green completion of row 2 reads the row
+// above the green plane's top, which the whole grid has zeroed in the blue
+// plane's last row), and zeroed rows after the last plane. Every stage
+// reaches at most kWindowMargin rows above the group being placed, so when
+// the next group would pass the window's end the window moves down: its
+// last kWindowMargin rows become its first.
+constexpr int kWindowRows = 96;
+constexpr int kWindowMargin = 32;
+constexpr int kWindowSlack = 8;
+constexpr std::ptrdiff_t kWindowPlaneSites = std::ptrdiff_t{kWindowRows + kWindowSlack} * kGridSide;
+constexpr std::ptrdiff_t kWindowSites = kWindowSlack * kGridSide + 3 * kWindowPlaneSites;
+
+// The grid view of a window holding rows base .. base + kWindowRows - 1.
+WorkGrid WindowGrid(int16_t* block, int base) {
+  return WorkGrid{block + WorkGrid::Offset(kWindowSlack - base, 0), kWindowPlaneSites};
+}
+
+// The rows of group g whose completed sites the output never reads, and
+// that the completions may therefore fill only at their ends.
+unsigned EndsOnly(HiresResampler which, int width, int g) {
+  unsigned rows = 0;
+  for (int j = 0; j < 4; ++j) {
+    if (!ResampleReadsAcrossRow(which, width, 4 * g + j)) rows |= 1u << j;
+  }
+  return rows;
+}
+
+// PreparePlanes and the resampling into `rows`, streamed over the groups of
+// four grid rows so that each group passes through every stage while it is
+// in cache. Each stage runs on a group as soon as every site it reads
+// holds the value the whole-plane order would give it there, and before any
+// later stage changes a site it reads; with group k just placed:
+// - green band k - 1: its rows go up to 4k + 3;
+// - green completion, red and blue fills of group k - 2: they read green
+//   checkerboard sites up to row 4k - 4, final once band k - 1 is levelled,
+//   and red and blue sites up to row 4k - 4 that no levelling has touched
+//   yet (the red fill reads the blue of its rows, which blue band k - 2
+//   levels only later);
+// - blue and red bands k - 3: their rows up to 4k - 5 are filled, and the
+//   fills that read rows 4k - 12 and 4k - 11 before levelling have run;
+// - red and blue completion of group k - 4: they read up to row 4k - 12,
+//   levelled by band k - 3, and the red fill's reads of unfilled sites of
+//   these rows (off the right edge of a step) came before;
+// - output rows whose grid rows are all complete, which start at most
+//   nine rows above the last.
+// The lowest row any of them reads is 4k - 26.
+void StreamPlanes(const Camera& cam, Owned<int16_t>& samples, int16_t* window, HiresResampler which,
+                  int width, int height, int orientation, StillRows& rows) {
+  const bool level = cam.modes.defectFixOn == 0;
+  for (int slack = 0; slack < 4; ++slack) {
+    int16_t* zeroed = window + slack * kWindowPlaneSites;
+    std::fill(zeroed, zeroed + kWindowSlack * kGridSide, int16_t{0});
+  }
+  int base = 0;
+  WorkGrid grid = WindowGrid(window, base);
+  int nextRow = 0;  // the next output row
+  for (int k = 0; k < kGridGroups + 4; ++k) {
+    if (k < kGridGroups) {
+      if (4 * k + 4 > base + kWindowRows) {
+        const int moved = 4 * k - kWindowMargin;
+        for (int plane = 0; plane < 3; ++plane) {
+          const int16_t* from = grid.Plane(plane) + WorkGrid::Offset(moved, 0);
+          std::copy(from, from + kWindowMargin * kGridSide,
+                    window + WorkGrid::Offset(kWindowSlack, 0) + plane * kWindowPlaneSites);
+        }
+        base = moved;
+        grid = WindowGrid(window, base);
+      }
+      PlaceLines(samples.get(), grid, k);
+    }
+    if (k == kGridGroups - 1) samples.reset();
+    const int band = k - 1;
+    if (level && band >= 0 && band <= kLastLevelBand) LevelBand(grid.Plane(kGreenPlane), band);
+    const int filled = k - 2;
+    if (filled >= 0 && filled < kGridGroups) {
+      CompleteGreenGroup(grid, filled, EndsOnly(which, width, filled));
+      FillRedGroup(grid, filled);
+      FillBlueGroup(grid, filled);
+    }
+    const int levelled = k - 3;
+    if (level && levelled >= 0 && levelled <= kLastLevelBand) {
+      LevelBand(grid.Plane(kBluePlane), levelled);
+      LevelBand(grid.Plane(kRedPlane), levelled);
+    }
+    const int completed = k - 4;
+    if (completed >= 0) {
+      CompleteRedGroup(grid, completed, EndsOnly(which, width, completed));
+      CompleteBlueGroup(grid, completed, EndsOnly(which, width, completed));
+      int end = nextRow;
+      while (end < height && LastGridRowRead(which, width, end) <= 4 * completed + 3) ++end;
+      ResampleRowSpan(grid, which, width, height, orientation, rows, nextRow, end);
+      nextRow = end;
+      // The rows below the last one read reach nothing observable.
+      if (nextRow == height) break;
+    }
+  }
+  samples.reset();
 }
 
 enum class Choice { kResample, kNull };
@@ -104,6 +209,40 @@ Owned<uint16_t> ConvertHighRes(Camera& cam, Owned<int16_t>& samples) {
 bool ConvertHighResRows(Camera& cam, Owned<int16_t>& samples, StillRows& rows,
                         Owned<uint16_t>& converted, std::size_t& written) {
   written = 0;
+  if (!samples) return false;
+  {
+    // With a known output format and sub-mode the choice rewrites no
+    // setting, and it and the fit depend on the settings alone: they can
+    // come first, and a size that fits streams the grid through a window.
+    // Every other record takes the whole grid, with its refusals where
+    // they were.
+    const int orientation = OrientationCode(cam.modes);
+    const uint32_t capacity = cam.modes.imageBytes;
+    HiresResampler which{};
+    const int width = cam.modes.width, height = cam.modes.height;
+    const bool known =
+        (cam.modes.outputFormat == 0 || cam.modes.outputFormat == 1) && cam.modes.sensorMode <= 2;
+    // Streamed when every row read lies inside the grid and is complete
+    // before the window moves past it.
+    const bool streamed = known && ChooseResampler(cam, which) == Choice::kResample &&
+                          ResampleFits(which, width, height, orientation, capacity) &&
+                          ResampleWritesWholeRows(which, width, height) &&
+                          LastGridRowRead(which, width, height - 1) < kGridSide - 8;
+    if (streamed) {
+      // Rows start on 64-byte lines, so that whole-vector loads and
+      // stores at a row's columns 0, 32, 64, .. touch one line each.
+      Owned<int16_t> block = AllocateArray<int16_t>(kWindowSites + 32);
+      if (!block) {
+        Trace("vobrex32 : MakerasterWarp : TmpBuf is NULL \n");
+        return false;
+      }
+      const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(block.get());
+      int16_t* window = block.get() + (64 - address % 64) % 64 / 2;
+      StreamPlanes(cam, samples, window, which, width, height, orientation, rows);
+      written = static_cast<std::size_t>(width) * height * 3;
+      return true;
+    }
+  }
   return RunHighRes(cam, samples,
                     [&](const WorkGrid& grid, HiresResampler which, int width, int height,
                         int orientation, uint32_t capacity) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "platform/simd.h"
 #include "still/picture_rows.h"
 #include "still/widening.h"
 
@@ -355,10 +356,265 @@ void Line848(const int16_t* plane, int y, int width, int32_t* o) {
   }
 }
 
+#if defined(VOBREX_X86_SIMD)
+
+// x / 5 truncated toward zero for |x| <= 5 * 32768, the weighted sums of
+// two 16-bit values with weights adding to 5. x converts to single
+// precision exactly, and 1/5 rounds up to f = 1/5 (1 + d), 0 < d < 2^-24.
+// With x = 5q + j (0 <= j <= 4, x >= 0) the exact product x f is
+// q + j/5 + x d / 5, at least q and below q + 0.81; rounded to single
+// precision (steps of 2^-8 or less below 2^15) it stays in [q, q + 1) and
+// truncates to q. The product of -x is the negated one, so a negative x
+// truncates toward zero alike.
+VOBREX_TARGET_AVX512 inline __m512i DivideByFive(__m512i x) {
+  return _mm512_cvttps_epi32(_mm512_mul_ps(_mm512_cvtepi32_ps(x), _mm512_set1_ps(1.0f / 5)));
+}
+
+VOBREX_TARGET_AVX512 int32_t DivideByFiveOnce(int32_t x) {
+  return _mm_cvtsi128_si32(_mm512_castsi512_si128(DivideByFive(_mm512_set1_epi32(x))));
+}
+
+// x / 2 truncated toward zero: a negative odd x is raised by one first.
+VOBREX_TARGET_AVX512 inline __m512i HalveTowardZero(__m512i x) {
+  return _mm512_srai_epi32(_mm512_add_epi32(x, _mm512_srli_epi32(x, 31)), 1);
+}
+
+// 848 x 640: for output vector z (pixels 16z .. 16z + 15 of a step of
+// sixteen groups, 96 grid columns), the first group it reads and, for each
+// pixel, the two sites of its weighted pair in a window of 32 columns from
+// that group's first column of each of two grid rows (indices 32 and up
+// pick the second row), with their weights. A pixel taken whole pairs its
+// site with weight 5 (along a row) or 2 (the mixed rows) with a site of
+// weight 0.
+struct SixToFive {
+  int firstGroup[5];
+  uint16_t index[3][5][32];  // [along, rows 1/2, rows 4/5][z]
+  int16_t weight[3][5][32];
+};
+
+constexpr SixToFive MakeSixToFive() {
+  SixToFive s{};
+  // Per phase m: column of site A, row of A (0 first, 1 second), column of
+  // site B, row of B, weights.
+  struct Pair {
+    int columnA, rowA, columnB, rowB, weightA, weightB;
+  };
+  constexpr Pair kPairs[3][5] = {{{0, 0, 1, 0, 5, 0},
+                                  {1, 0, 2, 0, 4, 1},
+                                  {2, 0, 3, 0, 3, 2},
+                                  {3, 0, 4, 0, 2, 3},
+                                  {4, 0, 5, 0, 1, 4}},
+                                 {{0, 0, 0, 1, 0, 2},
+                                  {1, 0, 2, 1, 1, 1},
+                                  {3, 0, 2, 1, 1, 1},
+                                  {3, 0, 4, 1, 1, 1},
+                                  {5, 0, 4, 1, 1, 1}},
+                                 {{0, 0, 0, 1, 2, 0},
+                                  {2, 0, 1, 1, 1, 1},
+                                  {2, 0, 3, 1, 1, 1},
+                                  {4, 0, 3, 1, 1, 1},
+                                  {4, 0, 5, 1, 1, 1}}};
+  for (int z = 0; z < 5; ++z) s.firstGroup[z] = 16 * z / 5;
+  for (int kind = 0; kind < 3; ++kind) {
+    for (int z = 0; z < 5; ++z) {
+      for (int t = 0; t < 16; ++t) {
+        const int p = 16 * z + t, k = p / 5, m = p % 5;
+        const int base = 6 * (k - s.firstGroup[z]);
+        const Pair& pair = kPairs[kind][m];
+        s.index[kind][z][2 * t] = static_cast<uint16_t>(32 * pair.rowA + base + pair.columnA);
+        s.index[kind][z][2 * t + 1] = static_cast<uint16_t>(32 * pair.rowB + base + pair.columnB);
+        s.weight[kind][z][2 * t] = static_cast<int16_t>(pair.weightA);
+        s.weight[kind][z][2 * t + 1] = static_cast<int16_t>(pair.weightB);
+      }
+    }
+  }
+  return s;
+}
+
+constexpr SixToFive kSixToFive = MakeSixToFive();
+
+// Sixteen values from the output position `first` on: int32 lines hold
+// whole vectors; 16-bit component lines end at the width.
+VOBREX_TARGET_AVX512 inline void StoreValues(int32_t* o, int first, int, __m512i v) {
+  _mm512_storeu_si512(o + first, v);
+}
+
+VOBREX_TARGET_AVX512 inline void StoreValues(uint16_t* o, int first, int width, __m512i v) {
+  const int left = width - first;
+  const __mmask16 lanes = left >= 16 ? __mmask16(0xFFFF) : __mmask16((1u << left) - 1);
+  _mm256_mask_storeu_epi16(o + first, lanes, _mm512_cvtepi32_epi16(v));
+}
+
+// One plane's values of output row y (4q + phase) of 848 x 640, sixteen at
+// a time. Rows 0 and 2 of a group weigh within grid row 0 or 3; rows 1 and
+// 3 pair grid rows 1 and 2, or 4 and 5.
+template <class Out>
+VOBREX_TARGET_AVX512 void Line848Avx512(const int16_t* plane, int y, int width, Out* o) {
+  const int q = y / 4, phase = y % 4;
+  constexpr int kFirstRow[4] = {0, 1, 3, 4};
+  constexpr int kKind[4] = {0, 1, 0, 2};
+  const int kind = kKind[phase];
+  const int16_t* a = plane + WorkGrid::Offset(8 + 6 * q + kFirstRow[phase], 2);
+  const int16_t* b = kind == 0 ? a : a + kRow;
+  __m512i index[5], weight[5];
+  for (int z = 0; z < 5; ++z) {
+    index[z] = _mm512_loadu_si512(kSixToFive.index[kind][z]);
+    weight[z] = _mm512_loadu_si512(kSixToFive.weight[kind][z]);
+  }
+  for (int step = 0; 80 * step < width; ++step, a += 96, b += 96) {
+    for (int z = 0; z < 5; ++z) {
+      const int first = 80 * step + 16 * z;
+      if (first >= width) break;
+      const int column = 6 * kSixToFive.firstGroup[z];
+      const __m512i pairs = _mm512_permutex2var_epi16(_mm512_loadu_si512(a + column), index[z],
+                                                      _mm512_loadu_si512(b + column));
+      const __m512i sums = _mm512_madd_epi16(pairs, weight[z]);
+      StoreValues(o, first, width, kind == 0 ? DivideByFive(sums) : HalveTowardZero(sums));
+    }
+  }
+}
+
+// 1260 x 960: for output vector z of a step of sixteen groups (64 grid
+// columns), the first group it reads and each pixel's pair of columns in
+// a window of 32 from that group's first, with weights in fifths (phases 2
+// and 3 as (2 x1 + 3 x2) / 5 and (3 x2 + 2 x3) / 5, see Line1260).
+struct FourToFive {
+  int firstGroup[5];
+  uint16_t index[5][32];
+  int16_t weight[5][32];
+};
+
+constexpr FourToFive MakeFourToFive() {
+  FourToFive f{};
+  constexpr int kColumnA[5] = {0, 0, 1, 2, 3}, kColumnB[5] = {1, 1, 2, 3, 4};
+  constexpr int kWeightA[5] = {5, 1, 2, 3, 4}, kWeightB[5] = {0, 4, 3, 2, 1};
+  for (int z = 0; z < 5; ++z) f.firstGroup[z] = 16 * z / 5;
+  for (int z = 0; z < 5; ++z) {
+    for (int t = 0; t < 16; ++t) {
+      const int p = 16 * z + t, k = p / 5, m = p % 5;
+      const int base = 4 * (k - f.firstGroup[z]);
+      f.index[z][2 * t] = static_cast<uint16_t>(base + kColumnA[m]);
+      f.index[z][2 * t + 1] = static_cast<uint16_t>(base + kColumnB[m]);
+      f.weight[z][2 * t] = static_cast<int16_t>(kWeightA[m]);
+      f.weight[z][2 * t + 1] = static_cast<int16_t>(kWeightB[m]);
+    }
+  }
+  return f;
+}
+
+constexpr FourToFive kFourToFive = MakeFourToFive();
+
+template <class Out>
+VOBREX_TARGET_AVX512 void Line1260Avx512(const int16_t* plane, int y, int width, Out* o) {
+  const int16_t* row = plane + WorkGrid::Offset(8 + y, 4);
+  __m512i index[5], weight[5];
+  for (int z = 0; z < 5; ++z) {
+    index[z] = _mm512_loadu_si512(kFourToFive.index[z]);
+    weight[z] = _mm512_loadu_si512(kFourToFive.weight[z]);
+  }
+  for (int step = 0; 80 * step < width; ++step, row += 64) {
+    for (int z = 0; z < 5; ++z) {
+      const int first = 80 * step + 16 * z;
+      if (first >= width) break;
+      const __m512i window = _mm512_loadu_si512(row + 4 * kFourToFive.firstGroup[z]);
+      const __m512i sums = _mm512_madd_epi16(_mm512_permutexvar_epi16(index[z], window), weight[z]);
+      StoreValues(o, first, width, DivideByFive(sums));
+    }
+  }
+}
+
+// x / 4 truncated toward zero: a negative x is raised by three first.
+VOBREX_TARGET_AVX512 inline __m512i QuarterTowardZero(__m512i x) {
+  return _mm512_srai_epi32(_mm512_add_epi32(x, _mm512_srli_epi32(_mm512_srai_epi32(x, 31), 30)), 2);
+}
+
+// Sixteen sites of a row from `first` on, as 32-bit lanes.
+VOBREX_TARGET_AVX512 inline __m512i At(const int16_t* row, int first) {
+  return _mm512_cvtepi16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(row + first)));
+}
+
+// 1016 x 768, row 8q + phase: weights in quarters of the grid rows a and b
+// (the phases that copy a row weigh it 4 : 0, and 4a / 4 is a).
+template <class Out>
+VOBREX_TARGET_AVX512 void Line1016Avx512(const int16_t* plane, int y, int width, Out* o) {
+  constexpr int kRowA[8] = {0, 1, 2, 3, 5, 6, 7, 8};
+  constexpr int kWeightA[8] = {4, 3, 2, 1, 4, 3, 2, 1};
+  const int q = y / 8, phase = y % 8;
+  const int16_t* a = plane + WorkGrid::Offset(8 + 10 * q + kRowA[phase], 4);
+  const int16_t* b = a + kRow;
+  switch (kWeightA[phase]) {
+    case 4:
+      for (int first = 0; first < width; first += 16) StoreValues(o, first, width, At(a, first));
+      return;
+    case 2:
+      for (int first = 0; first < width; first += 16) {
+        StoreValues(o, first, width, HalveTowardZero(_mm512_add_epi32(At(a, first), At(b, first))));
+      }
+      return;
+    default: {
+      // 3 a + b, or a + 3 b with the rows swapped.
+      const int16_t* triple = kWeightA[phase] == 3 ? a : b;
+      const int16_t* single = kWeightA[phase] == 3 ? b : a;
+      for (int first = 0; first < width; first += 16) {
+        const __m512i t = At(triple, first);
+        const __m512i sums =
+            _mm512_add_epi32(_mm512_add_epi32(t, _mm512_add_epi32(t, t)), At(single, first));
+        StoreValues(o, first, width, QuarterTowardZero(sums));
+      }
+      return;
+    }
+  }
+}
+
+#endif
+
 }  // namespace
+
+int32_t ResampleDivideByFive(int32_t x) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) {
+    return DivideByFiveOnce(x);
+  }
+#endif
+  return x / 5;
+}
+
+bool ResampleReadsAcrossRow(HiresResampler which, int width, int row) {
+  if (row < 8) return false;
+  if (SizeOf(which) != Size::k848) return true;
+  // Rows 1, 2, 4 and 5 of a group of six are read at checkerboard sites
+  // only, unless the width's last group reads past the grid's right edge
+  // into the next row's start.
+  const int lastColumn = 2 + 6 * ((width + 4) / 5 - 1) + 5;
+  return lastColumn >= kGridSide || (row - 8) % 6 == 0 || (row - 8) % 6 == 3;
+}
+
+int LastGridRowRead(HiresResampler which, int width, int y) {
+  // A row wider than the grid's reads the start of the row after its last.
+  switch (SizeOf(which)) {
+    case Size::k1260: {
+      const int lastColumn = 4 + 4 * ((width + 4) / 5 - 1) + 4;
+      return 8 + y + (lastColumn >= kGridSide ? 1 : 0);
+    }
+    case Size::k1016: {
+      constexpr int kLast[8] = {0, 2, 3, 4, 5, 7, 8, 9};
+      return 8 + 10 * (y / 8) + kLast[y % 8] + (4 + width - 1 >= kGridSide ? 1 : 0);
+    }
+    default: {
+      constexpr int kLast[4] = {0, 2, 3, 5};
+      const int lastColumn = 2 + 6 * ((width + 4) / 5 - 1) + 5;
+      return 8 + 6 * (y / 4) + kLast[y % 4] + (lastColumn >= kGridSide ? 1 : 0);
+    }
+  }
+}
 
 void ResampleRows(const WorkGrid& grid, HiresResampler which, int width, int height,
                   int orientation, StillRows& rows) {
+  ResampleRowSpan(grid, which, width, height, orientation, rows, 0, height);
+}
+
+void ResampleRowSpan(const WorkGrid& grid, HiresResampler which, int width, int height,
+                     int orientation, StillRows& rows, int first, int end) {
   if (!ResampleWritesWholeRows(which, width, height)) return;
   const Placement place(width, height, orientation);
   void (*line)(const int16_t*, int, int, int32_t*) = Line1260;
@@ -367,7 +623,40 @@ void ResampleRows(const WorkGrid& grid, HiresResampler which, int width, int hei
   const bool grey = IsGrey(which);
   PlaneLine red, green, blue;
   StillComponentLines out;
-  for (int y = 0; y < height; ++y) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) {
+    line = SizeOf(which) == Size::k1260   ? Line1260Avx512<int32_t>
+           : SizeOf(which) == Size::k1016 ? Line1016Avx512<int32_t>
+                                          : Line848Avx512<int32_t>;
+    if (!grey) {
+      // Colour values go straight to 16-bit component lines.
+      void (*colour)(const int16_t*, int, int, uint16_t*) =
+          SizeOf(which) == Size::k1260   ? Line1260Avx512<uint16_t>
+          : SizeOf(which) == Size::k1016 ? Line1016Avx512<uint16_t>
+                                         : Line848Avx512<uint16_t>;
+      for (int y = std::max(first, 0); y < std::min(end, height); ++y) {
+        const int memoryRow = place.firstRowLast ? height - 1 - y : y;
+        if (SizeOf(which) == Size::k1016 && y % 4 == 0) {
+          // Rows 0 and 4 of a group of eight are grid rows as they stand:
+          // their sites, read as 16 bits, are the components.
+          const std::ptrdiff_t site = WorkGrid::Offset(8 + 10 * (y / 8) + 5 * (y % 8 / 4), 4);
+          auto line = [&grid, site](int plane) {
+            return reinterpret_cast<const uint16_t*>(grid.Plane(plane) + site);
+          };
+          rows.PutRow(memoryRow, width, place.rightToLeft,
+                      {line(kBluePlane), line(kGreenPlane), line(kRedPlane)});
+          continue;
+        }
+        colour(grid.Plane(kRedPlane), y, width, out.red);
+        colour(grid.Plane(kGreenPlane), y, width, out.green);
+        colour(grid.Plane(kBluePlane), y, width, out.blue);
+        rows.PutRow(memoryRow, width, place.rightToLeft, {out.blue, out.green, out.red});
+      }
+      return;
+    }
+  }
+#endif
+  for (int y = std::max(first, 0); y < std::min(end, height); ++y) {
     line(grid.Plane(kRedPlane), y, width, red);
     line(grid.Plane(kGreenPlane), y, width, green);
     line(grid.Plane(kBluePlane), y, width, blue);

@@ -57,4 +57,24 @@ class StillRows;
 void ResampleRows(const WorkGrid& grid, HiresResampler which, int width, int height,
                   int orientation, StillRows& rows);
 
+// ResampleRows for the computed rows first .. end - 1 only; spans that
+// together cover 0 .. height - 1, in ascending order, are ResampleRows.
+void ResampleRowSpan(const WorkGrid& grid, HiresResampler which, int width, int height,
+                     int orientation, StillRows& rows, int first, int end);
+
+// x / 5 truncated toward zero as the vector resamplers form it (the
+// integer quotient where they do not run); equal to x / 5 for |x| up to
+// 5 x 32768, the weighted sums of two 16-bit sites. For the tests.
+int32_t ResampleDivideByFive(int32_t x);
+
+// False when a size with whole rows reads grid row `row` at most at the
+// sites of the green checkerboard (even columns of an even row, odd ones
+// of an odd row), which every plane holds before its completion.
+bool ResampleReadsAcrossRow(HiresResampler which, int width, int row);
+
+// The last grid row computed row y (y >= 0) of a `width` wide size with
+// whole rows reads values from (the row after, where its reads run past the
+// grid's right edge); it never decreases as y grows.
+int LastGridRowRead(HiresResampler which, int width, int y);
+
 }  // namespace vobrex

@@ -79,6 +79,25 @@ void VerticalRule(const PlaneSites& x, int c, int t) {
   x.Set(t + 1, c + 1, (x(t - 1, c + 1) + x(t + 3, c + 1)) >> 1);
 }
 
+// The copy along a diagonal edge of slant 1 or 2 over the columns c .. c+5
+// of rows t and t+1.
+void SixColumnStep(const PlaneSites& red, int c, int t, int diagonal) {
+  if (diagonal == 1) {
+    red.Set(t, c, red(t - 1, c - 1));
+    red.Set(t + 1, c + 1, red(t + 2, c + 2));
+    red.Set(t, c + 2, red(t - 1, c + 1));
+    red.Set(t + 1, c + 3, red(t + 2, c + 4));
+    red.Set(t, c + 4, red(t - 1, c + 3));
+    red.Set(t + 1, c + 5, (red(t + 3, c + 5) + red(t - 1, c + 5)) >> 1);
+  } else {
+    red.Set(t, c, red(t - 1, c + 1));
+    red.Set(t + 1, c + 1, red(t + 2, c));
+    red.Set(t, c + 2, red(t - 1, c + 3));
+    red.Set(t + 1, c + 3, red(t + 2, c + 2));
+    VerticalRule(red, c + 4, t);
+  }
+}
+
 }  // namespace
 
 // The two middle values of four sum to the total less the extremes.
@@ -191,7 +210,9 @@ template <int kDr, int kOffset>
 VOBREX_TARGET_AVX512 inline __m512i Neighbour(const int16_t* at) {
   constexpr int kEven = kOffset - (kOffset & 1);
   const __m512i v = _mm512_loadu_si512(at + kDr * kGridSide + kEven);
-  if constexpr ((kOffset & 1) == 0) return _mm512_srai_epi32(_mm512_slli_epi32(v, 16), 16);
+  // The low half alone, sign-extended, as the multiply-add of the pair
+  // with weights 1 and 0.
+  if constexpr ((kOffset & 1) == 0) return _mm512_madd_epi16(v, _mm512_set1_epi32(1));
   return _mm512_srai_epi32(v, 16);
 }
 
@@ -212,7 +233,7 @@ VOBREX_TARGET_AVX512 inline __m512i Deviation8(const __m512i (&v)[8]) {
 // IP4G on the green plane for sixteen sites: LineDetect's tests in its
 // order, then the value of the direction.
 template <int kParity>
-VOBREX_TARGET_AVX512 inline __m512i GreenSites(const int16_t* at) {
+VOBREX_TARGET_AVX512 [[gnu::always_inline]] inline __m512i GreenSites(const int16_t* at) {
   const __m512i left = Neighbour<0, kParity - 1>(at), right = Neighbour<0, kParity + 1>(at);
   const __m512i up = Neighbour<-1, kParity>(at), down = Neighbour<1, kParity>(at);
   const __m512i upLeft2 = Neighbour<-1, kParity - 2>(at), upRight2 = Neighbour<-1, kParity + 2>(at);
@@ -236,31 +257,35 @@ VOBREX_TARGET_AVX512 inline __m512i GreenSites(const int16_t* at) {
       _mm512_add_epi32(_mm512_add_epi32(_mm512_add_epi32(up2Left, up2Right),
                                         _mm512_add_epi32(down2Left, down2Right)),
                        leftRight));
-  const __m512i across[8] = {upLeft2, upRight2, downLeft2, downRight2, left, right, up, down};
-  const __m512i along[8] = {up2Left, up2Right, down2Left, down2Right, left, right, up, down};
   const __m512i limit48 = _mm512_set1_epi32(48), limit160 = _mm512_set1_epi32(160);
-  const __mmask16 flat = _mm512_cmplt_epi32_mask(Deviation8(across), limit48) |
-                         _mm512_cmplt_epi32_mask(Deviation8(along), limit48);
   const __m512i absH = _mm512_abs_epi32(h), absV = _mm512_abs_epi32(v);
   const __m512i upDown = _mm512_abs_epi32(_mm512_sub_epi32(up, down));
-  const __mmask16 vertical =
+  // The line tests without the flatness test: where neither holds, the
+  // median is the value whether the neighbourhood is flat or not.
+  const __mmask16 verticalLine =
       _mm512_cmpgt_epi32_mask(absV, absH) &
       _mm512_cmple_epi32_mask(upDown, _mm512_abs_epi32(_mm512_sub_epi32(up, left))) &
       _mm512_cmple_epi32_mask(upDown, _mm512_abs_epi32(_mm512_sub_epi32(up, right))) &
-      _mm512_cmpgt_epi32_mask(absV, limit160) & ~flat;
+      _mm512_cmpgt_epi32_mask(absV, limit160);
   const __m512i rightLeft = _mm512_abs_epi32(_mm512_sub_epi32(right, left));
-  const __mmask16 pivot =
-      _mm512_cmple_epi32_mask(rightLeft, _mm512_abs_epi32(_mm512_sub_epi32(left, up)));
-  const __mmask16 horizontal =
-      ~flat & ~vertical & pivot &
+  const __mmask16 horizontalLine =
+      _mm512_cmple_epi32_mask(rightLeft, _mm512_abs_epi32(_mm512_sub_epi32(left, up))) &
       _mm512_cmple_epi32_mask(rightLeft, _mm512_abs_epi32(_mm512_sub_epi32(left, down))) &
       _mm512_cmpgt_epi32_mask(absH, limit160);
   const __m512i low = _mm512_min_epi32(_mm512_min_epi32(left, right), _mm512_min_epi32(up, down));
   const __m512i high = _mm512_max_epi32(_mm512_max_epi32(left, right), _mm512_max_epi32(up, down));
-  __m512i r = _mm512_srai_epi32(
+  const __m512i r = _mm512_srai_epi32(
       _mm512_sub_epi32(_mm512_add_epi32(leftRight, upDownSum), _mm512_add_epi32(low, high)), 1);
-  r = _mm512_mask_blend_epi32(vertical, r, _mm512_srai_epi32(upDownSum, 1));
-  return _mm512_mask_blend_epi32(horizontal, r, _mm512_srai_epi32(leftRight, 1));
+  if ((verticalLine | horizontalLine) == 0) return r;
+  const __m512i across[8] = {upLeft2, upRight2, downLeft2, downRight2, left, right, up, down};
+  const __m512i along[8] = {up2Left, up2Right, down2Left, down2Right, left, right, up, down};
+  const __mmask16 flat = _mm512_cmplt_epi32_mask(Deviation8(across), limit48) |
+                         _mm512_cmplt_epi32_mask(Deviation8(along), limit48);
+  // Vertical where not flat; horizontal where neither flat nor vertical.
+  const __mmask16 vertical = verticalLine & ~flat;
+  const __mmask16 horizontal = horizontalLine & ~flat & ~verticalLine;
+  const __m512i value = _mm512_mask_blend_epi32(vertical, r, _mm512_srai_epi32(upDownSum, 1));
+  return _mm512_mask_blend_epi32(horizontal, value, _mm512_srai_epi32(leftRight, 1));
 }
 
 // The median pair of the four direct neighbours, for sixteen sites.
@@ -279,42 +304,28 @@ enum class Estimate { kLine, kMedian };
 // The sites of one row at columns of `kParity`, `sites` of them from the
 // row's first; all read only sites the row does not write.
 template <int kParity, Estimate kEstimate>
-VOBREX_TARGET_AVX512 void CompleteRow(int16_t* row, int sites) {
-  const __m512i lowHalf = _mm512_set1_epi32(0xFFFF);
+VOBREX_TARGET_AVX512 void CompleteRow(int16_t* row, int sites, bool endsOnly = false) {
   for (int m = 0; m < sites; m += 16) {
+    if (endsOnly && m != 0 && m + 16 < sites) continue;
     int16_t* at = row + 2 * m;
     const __m512i value =
         kEstimate == Estimate::kLine ? GreenSites<kParity>(at) : MedianSites<kParity>(at);
-    const __m512i here = _mm512_loadu_si512(at);
-    const __m512i merged =
-        kParity
-            ? _mm512_or_si512(_mm512_and_si512(here, lowHalf), _mm512_slli_epi32(value, 16))
-            : _mm512_or_si512(_mm512_andnot_si512(lowHalf, here), _mm512_and_si512(value, lowHalf));
+    // The low 16 bits of each value, at its site's half of the lane.
+    const __m512i placed = kParity ? _mm512_slli_epi32(value, 16) : value;
     const int left = sites - m;
-    const __mmask16 lanes = left >= 16 ? __mmask16(0xFFFF) : __mmask16((1u << left) - 1);
-    _mm512_mask_storeu_epi32(at, lanes, merged);
+    const __mmask32 lanes = left >= 16 ? ~__mmask32(0) : (__mmask32(1) << (2 * left)) - 1;
+    _mm512_mask_storeu_epi16(at, lanes & (kParity ? 0xAAAAAAAAu : 0x55555555u), placed);
   }
 }
 
-VOBREX_TARGET_AVX512 void CompleteGreenAvx512(const WorkGrid& grid) {
-  int16_t* green = grid.Plane(kGreenPlane);
-  for (int r = 2; r <= 1018; r += 2) {
-    // Row r at the odd columns 1..1023, then row r + 1 at the even columns
-    // 0..1018, in the order of the scalar pass: a row reads the one before
-    // it as filled and the one after it as not yet filled.
-    CompleteRow<1, Estimate::kLine>(green + WorkGrid::Offset(r, 0), 512);
-    CompleteRow<0, Estimate::kLine>(green + WorkGrid::Offset(r + 1, 0), 510);
-  }
-}
-
-// CompleteRed: the same sites, each the median pair of its neighbours,
-// which are all sites of the red checkerboard.
-VOBREX_TARGET_AVX512 void CompleteRedAvx512(const WorkGrid& grid) {
-  int16_t* red = grid.Plane(kRedPlane);
-  for (int r = 2; r <= 1018; r += 2) {
-    CompleteRow<1, Estimate::kMedian>(red + WorkGrid::Offset(r, 0), 512);
-    CompleteRow<0, Estimate::kMedian>(red + WorkGrid::Offset(r + 1, 0), 510);
-  }
+// Green and red completion of one row: an even row at the odd columns
+// 1..1023, an odd row at the even columns 0..1018. Rows run in ascending
+// order as in the scalar pass: a row reads the one before it as filled and
+// the one after it as not yet filled.
+template <Estimate kEstimate>
+VOBREX_TARGET_AVX512 void CompleteRowAvx512(int16_t* plane, int r, bool endsOnly) {
+  if (r % 2 == 0) return CompleteRow<1, kEstimate>(plane + WorkGrid::Offset(r, 0), 512, endsOnly);
+  CompleteRow<0, kEstimate>(plane + WorkGrid::Offset(r, 0), 510, endsOnly);
 }
 
 // CompleteBlue: B(r + 1, c) - G(r + 1, c) + G(r, c) stored as 16 bits is
@@ -336,124 +347,306 @@ VOBREX_TARGET_AVX512 void BlueRow(int16_t* blue, const int16_t* green, int r, in
   }
 }
 
-VOBREX_TARGET_AVX512 void CompleteBlueAvx512(const WorkGrid& grid) {
-  int16_t* blue = grid.Plane(kBluePlane);
-  const int16_t* green = grid.Plane(kGreenPlane);
-  for (int r = 0; r <= 1018; r += 2) {
-    BlueRow(blue, green, r, 1, 1023);
-    BlueRow(blue, green, r + 1, 0, 1018);
+VOBREX_TARGET_AVX512 void CompleteBlueRowAvx512(const WorkGrid& grid, int r) {
+  if (r % 2 == 0) return BlueRow(grid.Plane(kBluePlane), grid.Plane(kGreenPlane), r, 1, 1023);
+  BlueRow(grid.Plane(kBluePlane), grid.Plane(kGreenPlane), r, 0, 1018);
+}
+
+// The row fills, sixteen positions c = 2(m + i) of one group of four at
+// once, `at` pointing at (t, 2m) of the plane filled. Every value a row fill
+// computes reads only rows t - 2, t - 1, t + 2 and t + 3 of its plane (and
+// the other planes), which the fill of rows t and t + 1 never writes: the
+// values at all positions can be formed before any is stored.
+
+// IsRBObject in row-fill mode at sixteen positions.
+VOBREX_TARGET_AVX512 inline __mmask16 RowFillObjects(const int16_t* own, const int16_t* green,
+                                                     const int16_t* other) {
+  const __m512i above = Neighbour<-2, 0>(own), below = Neighbour<2, 0>(own);
+  const __m512i a = _mm512_srai_epi32(above, 1), b = _mm512_srai_epi32(below, 1);
+  const __m512i g1 = Neighbour<-2, 0>(green), g2 = Neighbour<2, 0>(green);
+  const __m512i o = Neighbour<0, 0>(other);
+  return _mm512_cmpge_epi32_mask(a, _mm512_set1_epi32(21)) & _mm512_cmpgt_epi32_mask(a, g1) &
+         _mm512_cmpgt_epi32_mask(a, g2) & _mm512_cmpgt_epi32_mask(a, o) &
+         _mm512_cmpgt_epi32_mask(b, g1) & _mm512_cmpgt_epi32_mask(b, g2) &
+         _mm512_cmpgt_epi32_mask(b, o);
+}
+
+// The two values of every position: the vertical rule on objects, the
+// diagonal colour difference elsewhere; `upper` for (t, c), `lower` for
+// (t + 1, c + 1).
+struct FillPair {
+  __m512i upper, lower;
+};
+
+VOBREX_TARGET_AVX512 inline FillPair RowFillValues(const int16_t* own, const int16_t* green,
+                                                   __mmask16 objects) {
+  const __m512i vertical0 =
+      _mm512_srai_epi32(_mm512_add_epi32(Neighbour<-2, 0>(own), Neighbour<2, 0>(own)), 1);
+  const __m512i vertical1 =
+      _mm512_srai_epi32(_mm512_add_epi32(Neighbour<-1, 1>(own), Neighbour<3, 1>(own)), 1);
+  const __m512i diagonal0 = _mm512_add_epi32(
+      _mm512_sub_epi32(Neighbour<-1, 1>(own), Neighbour<-1, 1>(green)), Neighbour<0, 0>(green));
+  const __m512i diagonal1 = _mm512_sub_epi32(
+      _mm512_add_epi32(Neighbour<2, 0>(own), Neighbour<1, 1>(green)), Neighbour<2, 0>(green));
+  return {_mm512_mask_blend_epi32(objects, diagonal0, vertical0),
+          _mm512_mask_blend_epi32(objects, diagonal1, vertical1)};
+}
+
+// Stores sixteen values as 16 bits at the sites of `kParity` from `at`,
+// leaving the sites between them as they are.
+template <int kParity>
+VOBREX_TARGET_AVX512 inline void StoreSites(int16_t* at, __m512i value) {
+  const __m512i placed = kParity ? _mm512_slli_epi32(value, 16) : value;
+  _mm512_mask_storeu_epi16(at, kParity ? 0xAAAAAAAAu : 0x55555555u, placed);
+}
+
+// Lanes where RedDiagonalLine is 1 (`first`) or 2 (the mask returned). A
+// score of +1 per agreeing column and -1 otherwise over six columns reaches
+// 4 or -4 exactly when five or more, or one or none, agree.
+VOBREX_TARGET_AVX512 inline __mmask16 DiagonalEdges(const int16_t* red, __mmask16& first) {
+  first = 0;
+  const __m512i top[6] = {Neighbour<-2, 0>(red), Neighbour<-1, 1>(red), Neighbour<-2, 2>(red),
+                          Neighbour<-1, 3>(red), Neighbour<-2, 4>(red), Neighbour<-1, 5>(red)};
+  const __m512i bottom[6] = {Neighbour<2, 0>(red), Neighbour<3, 1>(red), Neighbour<2, 2>(red),
+                             Neighbour<3, 3>(red), Neighbour<2, 4>(red), Neighbour<3, 5>(red)};
+  __m512i sum[6];
+  for (int k = 0; k < 6; ++k) sum[k] = _mm512_add_epi32(top[k], bottom[k]);
+  __mmask16 falling = 0xFFFF, rising = 0xFFFF;
+  for (int k = 0; k < 5; ++k) {
+    falling &= _mm512_cmpgt_epi32_mask(sum[k], sum[k + 1]);
+    rising &= _mm512_cmplt_epi32_mask(sum[k], sum[k + 1]);
+  }
+  if ((falling | rising) == 0) return 0;
+  const __m512i one = _mm512_set1_epi32(1);
+  __m512i agreeing = _mm512_setzero_si512();
+  for (int k = 0; k < 6; ++k) {
+    const __mmask16 agrees = (falling & _mm512_cmplt_epi32_mask(top[k], bottom[k])) |
+                             (rising & _mm512_cmpgt_epi32_mask(top[k], bottom[k]));
+    agreeing = _mm512_mask_add_epi32(agreeing, agrees, agreeing, one);
+  }
+  first = (falling | rising) & _mm512_cmpge_epi32_mask(agreeing, _mm512_set1_epi32(5));
+  return (falling | rising) & _mm512_cmple_epi32_mask(agreeing, one);
+}
+
+// Rows t and t + 1 of the red fill. The walk over the positions is serial
+// only through its six-column steps: every position it stops at with no
+// edge takes the value formed above, so all positions are stored first and
+// the walk then only visits the edges, each step overwriting the three
+// positions it covers and skipping to the position after them.
+VOBREX_TARGET_AVX512 void FillRedRowPair(const WorkGrid& grid, int t) {
+  int16_t* red = grid.Plane(kRedPlane) + WorkGrid::Offset(t, 0);
+  const int16_t* green = grid.Plane(kGreenPlane) + WorkGrid::Offset(t, 0);
+  const int16_t* blue = grid.Plane(kBluePlane) + WorkGrid::Offset(t, 0);
+  uint16_t edges[32], slants[32];  // positions with a step; those of slant 1
+  for (int q = 0; q < 32; ++q) {
+    const int column = 32 * q;
+    const __mmask16 objects = RowFillObjects(red + column, green + column, blue + column);
+    __mmask16 first = 0, second = 0;
+    if (objects != 0) second = DiagonalEdges(red + column, first);
+    const __mmask16 steps = objects & (first | second);
+    edges[q] = steps;
+    slants[q] = objects & first;
+    const FillPair values = RowFillValues(red + column, green + column, objects & ~steps);
+    StoreSites<0>(red + column, values.upper);
+    StoreSites<1>(red + kGridSide + column, values.lower);
+  }
+  const PlaneSites sites(grid.Plane(kRedPlane));
+  int next = 0;  // the next position the walk stops at
+  for (int q = 0; q < 32; ++q) {
+    uint32_t pending = edges[q];
+    while (pending != 0) {
+      const int bit = __builtin_ctz(pending);
+      const int position = 16 * q + bit;
+      pending &= pending - 1;
+      if (position < next) continue;
+      SixColumnStep(sites, 2 * position, t, ((slants[q] >> bit) & 1) != 0 ? 1 : 2);
+      next = position + 3;
+    }
+  }
+}
+
+// Rows t and t + 1 of the blue fill: no walk, every position on its own.
+VOBREX_TARGET_AVX512 void FillBlueRowPair(const WorkGrid& grid, int t) {
+  int16_t* blue = grid.Plane(kBluePlane) + WorkGrid::Offset(t, 0);
+  const int16_t* green = grid.Plane(kGreenPlane) + WorkGrid::Offset(t, 0);
+  const int16_t* red = grid.Plane(kRedPlane) + WorkGrid::Offset(t, 0);
+  for (int column = 0; column < kGridSide; column += 32) {
+    const __mmask16 objects = RowFillObjects(blue + column, green + column, red + column);
+    const FillPair values = RowFillValues(blue + column, green + column, objects);
+    StoreSites<0>(blue + column, values.upper);
+    StoreSites<1>(blue + kGridSide + column, values.lower);
   }
 }
 
 #endif
 
-void CompleteGreen(const WorkGrid& grid) {
+namespace {
+
+bool Vectors() {
 #if defined(VOBREX_X86_SIMD)
-  if (ActiveSimdLevel() == SimdLevel::kAvx512) return CompleteGreenAvx512(grid);
+  return ActiveSimdLevel() == SimdLevel::kAvx512;
+#else
+  return false;
 #endif
-  const PlaneSites green(grid.Plane(kGreenPlane));
-  for (int r = 2; r <= 1018; r += 2) {
-    for (int c = 1; c <= 1023; c += 2) green.Set(r, c, IP4G(grid, c, r, kGreenSelector));
-    for (int c = 0; c <= 1018; c += 2) green.Set(r + 1, c, IP4G(grid, c, r + 1, kGreenSelector));
+}
+
+// Whether row r is one of a group's rows of which only the ends are read.
+bool EndsOnly(unsigned rows, int r) { return ((rows >> (r % 4)) & 1u) != 0; }
+
+// The rows of group g (4g .. 4g + 3) from `first` to `last`.
+int FirstRow(int g, int first) { return std::max(4 * g, first); }
+int LastRow(int g, int last) { return std::min(4 * g + 3, last); }
+
+// Completion of an even row at the odd columns 1..1023, of an odd row at
+// the even columns 0..1018.
+template <class Value>
+void CompleteSites(const PlaneSites& x, int r, Value value) {
+  if (r % 2 == 0) {
+    for (int c = 1; c <= 1023; c += 2) x.Set(r, c, value(c));
+  } else {
+    for (int c = 0; c <= 1018; c += 2) x.Set(r, c, value(c));
+  }
+}
+
+// Rows t and t + 1 (t a multiple of 4) of the red fill.
+void FillRedRowPairPortable(const WorkGrid& grid, int t) {
+  const PlaneSites red(grid.Plane(kRedPlane));
+  int c = 0;
+  while (c <= 1022) {
+    if (!IsRBObject(grid, c, t, kRedSelector, kRowFillMode)) {
+      red.Set(t, c, DiagonalColorDifference(grid, c, t, kRedSelector));
+      red.Set(t + 1, c + 1, DiagonalColorDifference(grid, c + 1, t + 1, kRedSelector));
+      c += 2;
+      continue;
+    }
+    const int diagonal = RedDiagonalLine(grid, c, t);
+    if (diagonal == 0) {
+      VerticalRule(red, c, t);
+      c += 2;
+    } else {
+      SixColumnStep(red, c, t, diagonal);
+      c += 6;
+    }
+  }
+}
+
+// Rows t and t + 1 (t = 2 mod 4) of the blue fill.
+void FillBlueRowPairPortable(const WorkGrid& grid, int t) {
+  const PlaneSites blue(grid.Plane(kBluePlane));
+  for (int c = 0; c <= 1022; c += 2) {
+    if (IsRBObject(grid, c, t, kBlueSelector, kRowFillMode)) {
+      VerticalRule(blue, c, t);
+    } else {
+      blue.Set(t, c, DiagonalColorDifference(grid, c, t, kBlueSelector));
+      blue.Set(t + 1, c + 1, DiagonalColorDifference(grid, c + 1, t + 1, kBlueSelector));
+    }
+  }
+}
+
+}  // namespace
+
+void CompleteGreenGroup(const WorkGrid& grid, int g, unsigned endsOnly) {
+  for (int r = FirstRow(g, 2); r <= LastRow(g, 1019); ++r) {
+#if defined(VOBREX_X86_SIMD)
+    if (Vectors()) {
+      CompleteRowAvx512<Estimate::kLine>(grid.Plane(kGreenPlane), r, EndsOnly(endsOnly, r));
+      continue;
+    }
+#endif
+    CompleteSites(PlaneSites(grid.Plane(kGreenPlane)), r,
+                  [&](int c) { return IP4G(grid, c, r, kGreenSelector); });
   }
 }
 
 // Rows 0 and 1 of every group of four hold no red. Along a red object with
 // a diagonal edge the red of the neighbouring line is copied along the
 // edge, six columns at a time; a step at the right end spills into the
-// start of the next row, which the grid layout allows.
-void FillRedRows(const WorkGrid& grid) {
-  const PlaneSites red(grid.Plane(kRedPlane));
-  for (int c = 1; c <= 1023; c += 2) {
-    red.Set(1, c, DiagonalColorDifference(grid, c, 1, kRedSelector));
-  }
-  for (int t = 4; t <= 1016; t += 4) {
-    int c = 0;
-    while (c <= 1022) {
-      if (!IsRBObject(grid, c, t, kRedSelector, kRowFillMode)) {
-        red.Set(t, c, DiagonalColorDifference(grid, c, t, kRedSelector));
-        red.Set(t + 1, c + 1, DiagonalColorDifference(grid, c + 1, t + 1, kRedSelector));
-        c += 2;
-        continue;
-      }
-      switch (RedDiagonalLine(grid, c, t)) {
-        case 1:
-          red.Set(t, c, red(t - 1, c - 1));
-          red.Set(t + 1, c + 1, red(t + 2, c + 2));
-          red.Set(t, c + 2, red(t - 1, c + 1));
-          red.Set(t + 1, c + 3, red(t + 2, c + 4));
-          red.Set(t, c + 4, red(t - 1, c + 3));
-          red.Set(t + 1, c + 5, (red(t + 3, c + 5) + red(t - 1, c + 5)) >> 1);
-          c += 6;
-          break;
-        case 2:
-          red.Set(t, c, red(t - 1, c + 1));
-          red.Set(t + 1, c + 1, red(t + 2, c));
-          red.Set(t, c + 2, red(t - 1, c + 3));
-          red.Set(t + 1, c + 3, red(t + 2, c + 2));
-          VerticalRule(red, c + 4, t);
-          c += 6;
-          break;
-        default:
-          VerticalRule(red, c, t);
-          c += 2;
-          break;
-      }
+// start of the next row, which the grid layout allows. Group 0 fills only
+// row 1, at its odd columns.
+void FillRedGroup(const WorkGrid& grid, int g) {
+  if (g == 0) {
+    const PlaneSites red(grid.Plane(kRedPlane));
+    for (int c = 1; c <= 1023; c += 2) {
+      red.Set(1, c, DiagonalColorDifference(grid, c, 1, kRedSelector));
     }
+    return;
   }
+  if (g > 254) return;
+#if defined(VOBREX_X86_SIMD)
+  if (Vectors()) return FillRedRowPair(grid, 4 * g);
+#endif
+  FillRedRowPairPortable(grid, 4 * g);
 }
 
 // Rows 2 and 3 of every group of four hold no blue.
-void FillBlueRows(const WorkGrid& grid) {
-  const PlaneSites blue(grid.Plane(kBluePlane));
-  for (int t = 2; t <= 1018; t += 4) {
-    for (int c = 0; c <= 1022; c += 2) {
-      if (IsRBObject(grid, c, t, kBlueSelector, kRowFillMode)) {
-        VerticalRule(blue, c, t);
-      } else {
-        blue.Set(t, c, DiagonalColorDifference(grid, c, t, kBlueSelector));
-        blue.Set(t + 1, c + 1, DiagonalColorDifference(grid, c + 1, t + 1, kBlueSelector));
-      }
-    }
-  }
+void FillBlueGroup(const WorkGrid& grid, int g) {
+  if (g > 254) return;
+#if defined(VOBREX_X86_SIMD)
+  if (Vectors()) return FillBlueRowPair(grid, 4 * g + 2);
+#endif
+  FillBlueRowPairPortable(grid, 4 * g + 2);
 }
 
-void CompleteRed(const WorkGrid& grid) {
-#if defined(VOBREX_X86_SIMD)
-  if (ActiveSimdLevel() == SimdLevel::kAvx512) return CompleteRedAvx512(grid);
-#endif
+// Red completion: each site the median pair of its neighbours, which are
+// all sites of the red checkerboard.
+void CompleteRedGroup(const WorkGrid& grid, int g, unsigned endsOnly) {
   const PlaneSites red(grid.Plane(kRedPlane));
-  auto median = [&red](int r, int c) {
-    return MedianPair(red(r, c - 1), red(r, c + 1), red(r - 1, c), red(r + 1, c));
-  };
-  for (int r = 2; r <= 1018; r += 2) {
-    for (int c = 1; c <= 1023; c += 2) red.Set(r, c, median(r, c));
-    for (int c = 0; c <= 1018; c += 2) red.Set(r + 1, c, median(r + 1, c));
+  for (int r = FirstRow(g, 2); r <= LastRow(g, 1019); ++r) {
+#if defined(VOBREX_X86_SIMD)
+    if (Vectors()) {
+      CompleteRowAvx512<Estimate::kMedian>(grid.Plane(kRedPlane), r, EndsOnly(endsOnly, r));
+      continue;
+    }
+#endif
+    CompleteSites(red, r, [&](int c) {
+      return MedianPair(red(r, c - 1), red(r, c + 1), red(r - 1, c), red(r + 1, c));
+    });
   }
 }
 
 // Blue takes the colour difference of the site below, which holds blue in
 // both line kinds once the rows are filled.
-void CompleteBlue(const WorkGrid& grid) {
-#if defined(VOBREX_X86_SIMD)
-  // Blue is never an object when single sites are filled (IsRBObject in
-  // site-fill mode is false for blue), so every site takes the colour
-  // difference of the site below.
-  if (ActiveSimdLevel() == SimdLevel::kAvx512) return CompleteBlueAvx512(grid);
-#endif
+void CompleteBlueGroup(const WorkGrid& grid, int g, unsigned endsOnly) {
   const PlaneSites blue(grid.Plane(kBluePlane));
   const PlaneSites green(grid.Plane(kGreenPlane));
-  auto fill = [&](int r, int c) {
-    if (IsRBObject(grid, c, r, kBlueSelector, kSiteFillMode)) {
-      blue.Set(r, c, (blue(r - 1, c) + blue(r + 1, c)) >> 1);
-    } else {
-      blue.Set(r, c, blue(r + 1, c) - green(r + 1, c) + green(r, c));
+  for (int r = FirstRow(g, 0); r <= LastRow(g, 1019); ++r) {
+#if defined(VOBREX_X86_SIMD)
+    // Blue is never an object when single sites are filled (IsRBObject in
+    // site-fill mode is false for blue), so every site takes the colour
+    // difference of the site below. No later blue site reads a completed
+    // one: a row of which only the ends are read is left alone.
+    if (Vectors()) {
+      if (!EndsOnly(endsOnly, r)) CompleteBlueRowAvx512(grid, r);
+      continue;
     }
-  };
-  for (int r = 0; r <= 1018; r += 2) {
-    for (int c = 1; c <= 1023; c += 2) fill(r, c);
-    for (int c = 0; c <= 1018; c += 2) fill(r + 1, c);
+#endif
+    CompleteSites(blue, r, [&](int c) {
+      if (IsRBObject(grid, c, r, kBlueSelector, kSiteFillMode)) {
+        return (blue(r - 1, c) + blue(r + 1, c)) >> 1;
+      }
+      return blue(r + 1, c) - green(r + 1, c) + green(r, c);
+    });
   }
+}
+
+void CompleteGreen(const WorkGrid& grid) {
+  for (int g = 0; g < kGridGroups; ++g) CompleteGreenGroup(grid, g);
+}
+
+void FillRedRows(const WorkGrid& grid) {
+  for (int g = 0; g < kGridGroups; ++g) FillRedGroup(grid, g);
+}
+
+void FillBlueRows(const WorkGrid& grid) {
+  for (int g = 0; g < kGridGroups; ++g) FillBlueGroup(grid, g);
+}
+
+void CompleteRed(const WorkGrid& grid) {
+  for (int g = 0; g < kGridGroups; ++g) CompleteRedGroup(grid, g);
+}
+
+void CompleteBlue(const WorkGrid& grid) {
+  for (int g = 0; g < kGridGroups; ++g) CompleteBlueGroup(grid, g);
 }
 
 }  // namespace vobrex

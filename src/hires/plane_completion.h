@@ -51,4 +51,21 @@ void FillBlueRows(const WorkGrid& grid);
 void CompleteRed(const WorkGrid& grid);
 void CompleteBlue(const WorkGrid& grid);
 
+// Row-band forms, for a conversion that streams the grid in groups of four
+// rows: each fills the rows of group g (4g .. 4g + 3) its pass fills, and
+// running g = 0 .. kGridGroups - 1 in order is the pass. The red fill of
+// group g writes rows 4g and 4g + 1 (group 0: row 1) and may spill into
+// the start of rows 4g + 1 and 4g + 2.
+//
+// A completion may be told, by bit j of `endsOnly`, that of row 4g + j only
+// the sites near its ends will be read: those that the next row reads
+// across the grid's edge. It may then leave the row's other completed
+// sites as they were (the blue completion, whose sites no later completion
+// reads, the whole row).
+void CompleteGreenGroup(const WorkGrid& grid, int g, unsigned endsOnly = 0);
+void FillRedGroup(const WorkGrid& grid, int g);
+void FillBlueGroup(const WorkGrid& grid, int g);
+void CompleteRedGroup(const WorkGrid& grid, int g, unsigned endsOnly = 0);
+void CompleteBlueGroup(const WorkGrid& grid, int g, unsigned endsOnly = 0);
+
 }  // namespace vobrex
