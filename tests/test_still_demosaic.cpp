@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "platform/cpu_features.h"
 #include "still/still_demosaic.h"
 #include "still/still_planes.h"
 
@@ -91,6 +92,30 @@ TEST(DemosaicStill, LinearSceneAndOneNeighbourColourDifferences) {
     const int corner = top * kStillSide + column - 1;
     EXPECT_EQ(changed, (std::vector<int>{corner, corner + 1, corner + 512, corner + 513})) << plane;
   }
+}
+
+// The vector steps on samples that stress them: the full 16-bit range
+// (differences up to 65535, sums past 16 bits, wrapping colour
+// differences) and small values whose differences sit at the thresholds of
+// the estimate (0, 5 and the 5 : 1 ratio). Every plane value equals the
+// portable code's, with and without the pair smoothing.
+TEST(DemosaicStill, VectorStepsMatchThePortableOnes) {
+  if (SupportedSimdLevel() != SimdLevel::kAvx512) GTEST_SKIP() << "no AVX-512";
+  uint32_t seed = 12345;
+  auto next = [&seed] { return seed = seed * 1664525u + 1013904223u, int(seed >> 8); };
+  const Samples wide = Frame([&](int, int) { return int16_t(next()); });
+  const Samples narrow = Frame([&](int, int) { return next() % 13 - 3; });
+  const SimdLevel before = ActiveSimdLevel();
+  for (const Samples* raw : {&wide, &narrow})
+    for (uint32_t v : {0u, 1u}) {
+      SetSimdLevel(SimdLevel::kScalar);
+      const Samples portable = Planes(*raw, v, DemosaicStill);
+      SetSimdLevel(SimdLevel::kAvx512);
+      const Samples vector = Planes(*raw, v, DemosaicStill);
+      for (std::size_t i = 0; i < portable.size(); ++i)
+        ASSERT_EQ(vector[i], portable[i]) << (raw == &wide) << v << " at " << i;
+    }
+  SetSimdLevel(before);
 }
 
 }  // namespace

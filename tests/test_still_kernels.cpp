@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <vector>
 
+#include "platform/cpu_features.h"
 #include "still/still_kernels.h"
 #include "still/still_planes.h"
+#include "still/widening.h"
 
 namespace vobrex {
 namespace {
@@ -115,6 +117,82 @@ TEST(StillKernels, ResamplingPhasesAndEdges) {
       EXPECT_EQ(int16_t(out[at]), format == 1 ? c.colour : c.grey) << format << " " << at;
     }
   }
+}
+
+// The mixes divide by 3 and 7 with a float product: exact over every sum
+// the resampled values can form (|R + G + B| <= 3 x 2^15, |2R + 4G + B| <=
+// 7 x 2^15).
+TEST(StillKernels, MixQuotientsAreExactOverTheirRanges) {
+  for (int32_t x = -(1 << 17); x <= (1 << 17); ++x) ASSERT_EQ(WideningDivide(x, 3), x / 3) << x;
+  for (int32_t x = -(1 << 18); x <= (1 << 18); ++x) ASSERT_EQ(WideningDivide(x, 7), x / 7) << x;
+}
+
+// Planes over the full 16-bit range (weighted sums past 16 bits, means of
+// -32768 and 32767, components that wrap): every kernel and content writes
+// the same components with the vector resampling, narrowing and mixing as
+// with the portable code.
+TEST(StillKernels, VectorFormsMatchThePortableOnesAtTheExtremes) {
+  if (SupportedSimdLevel() != SimdLevel::kAvx512) GTEST_SKIP() << "no AVX-512";
+  const Planes extremes = Filled([](int p, int y, int x) {
+    const int n = Noise(p, y, x);
+    return n % 3 == 0 ? -32768 : n % 3 == 1 ? 32767 : n * 37;
+  });
+  const SimdLevel before = ActiveSimdLevel();
+  for (int n = 0; n < 12; ++n) {
+    const Picture p{n / 4, n % 4 == 0 ? 2 : int(n % 4 == 1), n % 4 == 2};
+    SetSimdLevel(SimdLevel::kScalar);
+    const std::vector<uint16_t> portable = p.Convert(extremes, 4);
+    SetSimdLevel(SimdLevel::kAvx512);
+    EXPECT_EQ(p.Convert(extremes, 4), portable) << p.size << p.format << p.optionQ;
+  }
+  SetSimdLevel(before);
+}
+
+// The resamplings on their own, over rows of extreme samples: every group
+// count (the still rows' whole steps and the masked tails other callers
+// use), both phase-0 choices, all three kinds, as values and as components:
+// the vector forms give the portable results.
+TEST(StillKernels, VectorWideningMatchesThePortableForEveryLength) {
+  if (SupportedSimdLevel() != SimdLevel::kAvx512) GTEST_SKIP() << "no AVX-512";
+  std::vector<int16_t> rows(4 * 1024 + 128);
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const int n = Noise(0, int(i / 7), int(i));
+    rows[i] = int16_t(n % 4 == 0 ? -32768 : n % 4 == 1 ? 32767 : n * 41);
+  }
+  const int16_t* r = rows.data();
+  const SimdLevel before = ActiveSimdLevel();
+  auto both = [&](auto run) {
+    std::vector<int32_t> values[2];
+    std::vector<uint16_t> components[2];
+    for (int v = 0; v < 2; ++v) {
+      SetSimdLevel(v ? SimdLevel::kAvx512 : SimdLevel::kScalar);
+      values[v].assign(1300, 7), components[v].assign(1300, 7);
+      run(values[v].data(), components[v].data());
+    }
+    return values[0] == values[1] && components[0] == components[1];
+  };
+  for (int groups = 1; groups <= 260; ++groups) {
+    for (bool shifted : {false, true}) {
+      EXPECT_TRUE(both([&](int32_t* v, uint16_t* c) {
+        WidenFourToFive(r + groups, groups, v, shifted);
+        WidenFourToFive(r + groups, groups, c, shifted);
+      })) << groups
+          << shifted;
+    }
+    if (groups <= 128) {
+      EXPECT_TRUE(both([&](int32_t* v, uint16_t* c) {
+        WidenEightToFive(r + 3 * groups, groups, v);
+        WidenEightToFive(r + 3 * groups, groups, c);
+      })) << groups;
+    }
+  }
+  for (int kind = 0; kind < 3; ++kind) {
+    EXPECT_TRUE(both([&](int32_t* v, uint16_t* c) {
+      WidenSixteenToFifteen(r, r + 1024, r + 2048, r + 3072, kind, v);
+      WidenSixteenToFifteen(r, r + 1024, r + 2048, r + 3072, kind, c);
+    })) << kind;
+  }
+  SetSimdLevel(before);
 }
 
 }  // namespace

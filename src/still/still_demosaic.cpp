@@ -16,6 +16,11 @@ int16_t* PlaneRow(int16_t* planes, int plane, int row) {
   return planes + PlaneIndex(plane, row, 0);
 }
 
+StillPlaneRows RowsOf(int16_t* planes, int row) {
+  return {PlaneRow(planes, kRedPlane, row), PlaneRow(planes, kBluePlane, row),
+          PlaneRow(planes, kGreenPlane, row)};
+}
+
 // Stores a colour-difference result; the planes are 16-bit and the value
 // wraps like the store it is.
 int16_t Store(int value) { return static_cast<int16_t>(value); }
@@ -46,83 +51,110 @@ bool StripePattern(int a0, int a1, int a2, int a3, int b0, int b1, int b2, int b
   return brightFirst || brightSecond;
 }
 
+#if defined(VOBREX_X86_SIMD)
+VOBREX_TARGET_AVX512 void CopyLineAvx512(const int16_t* line, int16_t* to, int16_t* alsoTo) {
+  for (int x = 0; x < kSide; x += 32) {
+    const __m512i v = _mm512_loadu_si512(line + x);
+    _mm512_storeu_si512(to + x, v);
+    _mm512_storeu_si512(alsoTo + x, v);
+  }
+}
+#endif
+
+// A field line copied whole into two plane rows (or twice into one).
+void CopyLine(const int16_t* line, int16_t* to, int16_t* alsoTo) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) return CopyLineAvx512(line, to, alsoTo);
+#endif
+  const std::size_t lineBytes = kSide * sizeof(int16_t);
+  std::memcpy(to, line, lineBytes);
+  if (alsoTo != to) std::memcpy(alsoTo, line, lineBytes);
+}
+
 }  // namespace
 
-void SplitFields(const int16_t* raw, int16_t* planes, uint32_t optionV) {
+void SplitFieldLine(const int16_t* raw, int r, const StillPlaneRows& even,
+                    const StillPlaneRows& odd, uint32_t optionV) {
+  const int16_t* line1 = raw + r * kSide;
+  const int16_t* line2 = raw + kFieldSamples + r * kSide;
+  int16_t* greenEven = even.green;
+  int16_t* blueEven = even.blue;
+  int16_t* redOdd = odd.red;
+  int16_t* greenOdd = odd.green;
   if (optionV != 1) {
     // Without the smoothing the stripe flag decides nothing: each field line
     // is dealt out to its two planes. A whole line is copied into each: the
     // sites of the other colour are overwritten by the fill passes after
     // this one, except those no pass writes (green row 0 at odd columns and
     // row 511 at even columns), which are dealt out one by one.
-    for (int r = 0; r < kFieldLines; ++r) {
-      const int16_t* line1 = raw + r * kSide;
-      const int16_t* line2 = raw + kFieldSamples + r * kSide;
-      int16_t* greenEven = PlaneRow(planes, kGreenPlane, 2 * r);
-      int16_t* blueEven = PlaneRow(planes, kBluePlane, 2 * r);
-      int16_t* redOdd = PlaneRow(planes, kRedPlane, 2 * r + 1);
-      int16_t* greenOdd = PlaneRow(planes, kGreenPlane, 2 * r + 1);
-      const std::size_t lineBytes = kSide * sizeof(int16_t);
-      std::memcpy(blueEven, line1, lineBytes);
-      std::memcpy(redOdd, line2, lineBytes);
-      if (r == 0 || r == kFieldLines - 1) {
-        for (int x = 0; x < kSide; x += 2) {
-          greenEven[x] = line1[x];
-          greenOdd[x + 1] = line2[x + 1];
-        }
-      } else {
-        std::memcpy(greenEven, line1, lineBytes);
-        std::memcpy(greenOdd, line2, lineBytes);
+    if (r == 0 || r == kFieldLines - 1) {
+      CopyLine(line1, blueEven, blueEven);
+      CopyLine(line2, redOdd, redOdd);
+      for (int x = 0; x < kSide; x += 2) {
+        greenEven[x] = line1[x];
+        greenOdd[x + 1] = line2[x + 1];
       }
+    } else {
+      CopyLine(line1, blueEven, greenEven);
+      CopyLine(line2, redOdd, greenOdd);
     }
     return;
   }
   const int16_t* field1 = raw;
   const int16_t* field2 = raw + kFieldSamples;
-  // The stripe flag of the previous pair; it carries from the last pair of
-  // one line to the first pair of the next.
+  // The stripe flag of the previous pair, which is the pattern of that
+  // pair's samples alone: it carries from the last pair of one line to the
+  // first pair of the next, and is cleared for the first pair of the frame.
   bool stripe = false;
-  for (int r = 0; r < kFieldLines; ++r) {
-    int16_t* greenEven = PlaneRow(planes, kGreenPlane, 2 * r);
-    int16_t* blueEven = PlaneRow(planes, kBluePlane, 2 * r);
-    int16_t* redOdd = PlaneRow(planes, kRedPlane, 2 * r + 1);
-    int16_t* greenOdd = PlaneRow(planes, kGreenPlane, 2 * r + 1);
-    for (int c = 0; c < kSide / 2; ++c) {
-      const int i = r * kSide + 2 * c;
-      // Each field is one continuous run: at the end of a line the
-      // look-ahead pair is the start of the next line. Field 1's last
-      // look-ahead is the start of field 2; field 2's last one lies past the
-      // frame and reads as 0 (it only decides the smoothing of the bottom
-      // right pair, which no kernel reads).
-      const int a0 = field1[i], a1 = field1[i + 1], a2 = field1[i + 2], a3 = field1[i + 3];
-      const int b0 = field2[i], b1 = field2[i + 1];
-      const bool lastPair = i + 2 >= kFieldSamples;
-      const int b2 = lastPair ? 0 : field2[i + 2];
-      const int b3 = lastPair ? 0 : field2[i + 3];
+  if (r > 0) {
+    const int i = r * kSide - 2;
+    stripe = StripePattern(field1[i], field1[i + 1], field1[i + 2], field1[i + 3], field2[i],
+                           field2[i + 1], field2[i + 2], field2[i + 3]);
+  }
+  for (int c = 0; c < kSide / 2; ++c) {
+    const int i = r * kSide + 2 * c;
+    // Each field is one continuous run: at the end of a line the look-ahead
+    // pair is the start of the next line. Field 1's last look-ahead is the
+    // start of field 2; field 2's last one lies past the frame and reads as
+    // 0 (it only decides the smoothing of the bottom right pair, which no
+    // kernel reads).
+    const int a0 = field1[i], a1 = field1[i + 1], a2 = field1[i + 2], a3 = field1[i + 3];
+    const int b0 = field2[i], b1 = field2[i + 1];
+    const bool lastPair = i + 2 >= kFieldSamples;
+    const int b2 = lastPair ? 0 : field2[i + 2];
+    const int b3 = lastPair ? 0 : field2[i + 3];
 
-      const int x = 2 * c;
-      greenEven[x] = Store(a0);
-      blueEven[x + 1] = Store(a1);
-      redOdd[x] = Store(b0);
-      greenOdd[x + 1] = Store(b1);
-      if (stripe && optionV == 1 && b0 < 2 * b1 && b2 < 2 * a2) {
-        const int16_t even = Store((a0 + a1) >> 1);
-        const int16_t odd = Store((b0 + b1) >> 1);
-        greenEven[x] = even;
-        blueEven[x + 1] = even;
-        redOdd[x] = odd;
-        greenOdd[x + 1] = odd;
-      }
-      stripe = StripePattern(a0, a1, a2, a3, b0, b1, b2, b3);
+    const int x = 2 * c;
+    greenEven[x] = Store(a0);
+    blueEven[x + 1] = Store(a1);
+    redOdd[x] = Store(b0);
+    greenOdd[x + 1] = Store(b1);
+    if (stripe && b0 < 2 * b1 && b2 < 2 * a2) {
+      const int16_t evenValue = Store((a0 + a1) >> 1);
+      const int16_t oddValue = Store((b0 + b1) >> 1);
+      greenEven[x] = evenValue;
+      blueEven[x + 1] = evenValue;
+      redOdd[x] = oddValue;
+      greenOdd[x + 1] = oddValue;
     }
+    stripe = StripePattern(a0, a1, a2, a3, b0, b1, b2, b3);
   }
 }
 
-int GreenEstimate(const int16_t* green, int x, int y) {
-  const int left = green[y * kSide + x - 1];
-  const int right = green[y * kSide + x + 1];
-  const int up = green[(y - 1) * kSide + x];
-  const int down = green[(y + 1) * kSide + x];
+void SplitFields(const int16_t* raw, int16_t* planes, uint32_t optionV) {
+  for (int r = 0; r < kFieldLines; ++r) {
+    SplitFieldLine(raw, r, RowsOf(planes, 2 * r), RowsOf(planes, 2 * r + 1), optionV);
+  }
+}
+
+namespace {
+
+// GreenEstimate of the site `site` points at in the green plane.
+int GreenEstimateAt(const int16_t* site) {
+  const int left = site[-1];
+  const int right = site[1];
+  const int up = site[-kSide];
+  const int down = site[kSide];
   const int h = std::abs(left - right);
   const int v = std::abs(up - down);
   if ((h != 0 && 5 * h < v) || (h == 0 && v >= 5)) return (left + right) >> 1;
@@ -134,221 +166,276 @@ int GreenEstimate(const int16_t* green, int x, int y) {
   return (left + right + up + down - low - high) >> 1;
 }
 
+}  // namespace
+
+int GreenEstimate(const int16_t* green, int x, int y) {
+  return GreenEstimateAt(green + y * kSide + x);
+}
+
 #if defined(VOBREX_X86_SIMD)
 
-// GreenEstimate of sixteen sites at once, from their four neighbours as
-// 32-bit lanes; the same tests in the same order.
-VOBREX_TARGET_AVX512 inline __m512i GreenEstimate16(__m512i left, __m512i right, __m512i up,
+// The mean of two samples rounded down, without leaving 16 bits: a + b is
+// (a ^ b) + 2 (a & b) in two's complement, bit by bit with the sign bit's
+// negative weight, so (a + b) >> 1 is (a & b) + ((a ^ b) >> 1), and that
+// mean lies between a and b.
+VOBREX_TARGET_AVX512 inline __m512i FloorMean(__m512i a, __m512i b) {
+  return _mm512_add_epi16(_mm512_and_si512(a, b), _mm512_srai_epi16(_mm512_xor_si512(a, b), 1));
+}
+
+// GreenEstimate of 32 sites at once in 16-bit lanes, the same tests in the
+// same order. |L - R| is max - min, at most 65535: exact as an unsigned
+// 16-bit lane. 5h < v: for h <= 13107, 5h <= 65535 is exact; above, 5h >
+// 65535 >= v never holds, and 5 x 13107 = 65535 < v does not either. The
+// middle two of the four are max(min(L, R), min(U, D)) and min(max(L, R),
+// max(U, D)) (the smallest and the largest are the min of the mins and the
+// max of the maxes), and every mean is a FloorMean.
+VOBREX_TARGET_AVX512 inline __m512i GreenEstimate32(__m512i left, __m512i right, __m512i up,
                                                     __m512i down) {
   const __m512i zero = _mm512_setzero_si512();
-  const __m512i five = _mm512_set1_epi32(5);
-  const __m512i h = _mm512_abs_epi32(_mm512_sub_epi32(left, right));
-  const __m512i v = _mm512_abs_epi32(_mm512_sub_epi32(up, down));
-  const __m512i h5 = _mm512_mullo_epi32(h, five), v5 = _mm512_mullo_epi32(v, five);
-  const __mmask16 hZero = _mm512_cmpeq_epi32_mask(h, zero),
-                  vZero = _mm512_cmpeq_epi32_mask(v, zero);
-  const __mmask16 alongRow =
-      (~hZero & _mm512_cmplt_epi32_mask(h5, v)) | (hZero & _mm512_cmpge_epi32_mask(v, five));
-  const __mmask16 alongColumn =
-      (~vZero & _mm512_cmplt_epi32_mask(v5, h)) | (vZero & _mm512_cmpge_epi32_mask(h, five));
-  const __m512i low = _mm512_min_epi32(_mm512_min_epi32(left, right), _mm512_min_epi32(up, down));
-  const __m512i high = _mm512_max_epi32(_mm512_max_epi32(left, right), _mm512_max_epi32(up, down));
-  const __m512i sideways = _mm512_srai_epi32(_mm512_add_epi32(left, right), 1);
-  const __m512i upright = _mm512_srai_epi32(_mm512_add_epi32(up, down), 1);
-  const __m512i all = _mm512_add_epi32(_mm512_add_epi32(left, right), _mm512_add_epi32(up, down));
-  __m512i r = _mm512_srai_epi32(_mm512_sub_epi32(all, _mm512_add_epi32(low, high)), 1);
-  r = _mm512_mask_blend_epi32(alongColumn, r, upright);
-  return _mm512_mask_blend_epi32(alongRow, r, sideways);
+  const __m512i five = _mm512_set1_epi16(5);
+  const __m512i largest = _mm512_set1_epi16(13107);
+  const __m512i rowLow = _mm512_min_epi16(left, right), rowHigh = _mm512_max_epi16(left, right);
+  const __m512i columnLow = _mm512_min_epi16(up, down), columnHigh = _mm512_max_epi16(up, down);
+  const __m512i h = _mm512_sub_epi16(rowHigh, rowLow);
+  const __m512i v = _mm512_sub_epi16(columnHigh, columnLow);
+  const __m512i h5 = _mm512_mullo_epi16(_mm512_min_epu16(h, largest), five);
+  const __m512i v5 = _mm512_mullo_epi16(_mm512_min_epu16(v, largest), five);
+  const __mmask32 hZero = _mm512_cmpeq_epi16_mask(h, zero),
+                  vZero = _mm512_cmpeq_epi16_mask(v, zero);
+  const __mmask32 alongRow =
+      (~hZero & _mm512_cmplt_epu16_mask(h5, v)) | (hZero & _mm512_cmpge_epu16_mask(v, five));
+  const __mmask32 alongColumn =
+      (~vZero & _mm512_cmplt_epu16_mask(v5, h)) | (vZero & _mm512_cmpge_epu16_mask(h, five));
+  __m512i r = FloorMean(_mm512_max_epi16(rowLow, columnLow), _mm512_min_epi16(rowHigh, columnHigh));
+  r = _mm512_mask_blend_epi16(alongColumn, r, FloorMean(up, down));
+  return _mm512_mask_blend_epi16(alongRow, r, FloorMean(left, right));
 }
 
-// The low and the high 16-bit half of each 32-bit lane, sign-extended.
-VOBREX_TARGET_AVX512 inline __m512i LowHalf(__m512i x) {
-  return _mm512_srai_epi32(_mm512_slli_epi32(x, 16), 16);
-}
-VOBREX_TARGET_AVX512 inline __m512i HighHalf(__m512i x) { return _mm512_srai_epi32(x, 16); }
+// Lane tables of the 16-bit permutes: the even and the odd lanes of a pair
+// of vectors, and each of 32 values spread to two neighbouring lanes (the
+// first sixteen into one vector, the last sixteen into the other).
+struct GreenLanes {
+  alignas(64) uint16_t even[32];
+  alignas(64) uint16_t odd[32];
+  alignas(64) uint16_t spreadFirst[32];
+  alignas(64) uint16_t spreadLast[32];
+};
 
-// The estimates at every site of FillGreen but the edge columns, sixteen
-// sites a step. Lane m of a 32-sample load holds columns 2m (low half) and
-// 2m + 1 (high half). Every site reads only original green sites, so the
-// order of the sites does not matter; the edge columns are set afterwards
-// as the scalar pass sets them.
-VOBREX_TARGET_AVX512 void FillGreenAvx512(int16_t* green) {
-  const __m512i lowMask = _mm512_set1_epi32(0xFFFF);
-  for (int y = 2; y <= 510; y += 2) {
-    // Blue sites: odd columns 2m + 1, m = 0..255 (511 is redone below).
-    int16_t* row = green + y * kSide;
-    for (int m = 0; m < 256; m += 16) {
-      const __m512i here = _mm512_loadu_si512(row + 2 * m);
-      const __m512i next = _mm512_loadu_si512(row + 2 * m + 2);
-      const __m512i up = _mm512_loadu_si512(row - kSide + 2 * m);
-      const __m512i down = _mm512_loadu_si512(row + kSide + 2 * m);
-      const __m512i e = GreenEstimate16(LowHalf(here), LowHalf(next), HighHalf(up), HighHalf(down));
-      _mm512_storeu_si512(
-          row + 2 * m, _mm512_or_si512(_mm512_and_si512(here, lowMask), _mm512_slli_epi32(e, 16)));
-    }
+constexpr GreenLanes MakeGreenLanes() {
+  GreenLanes t{};
+  for (int k = 0; k < 32; ++k) {
+    t.even[k] = static_cast<uint16_t>(2 * k);
+    t.odd[k] = static_cast<uint16_t>(2 * k + 1);
+    t.spreadFirst[k] = static_cast<uint16_t>(k / 2);
+    t.spreadLast[k] = static_cast<uint16_t>(16 + k / 2);
   }
-  for (int y = 1; y <= 509; y += 2) {
-    // Red sites: even columns 2m, m = 0..255 (0 is redone below).
-    int16_t* row = green + y * kSide;
-    for (int m = 0; m < 256; m += 16) {
-      const __m512i here = _mm512_loadu_si512(row + 2 * m);
-      const __m512i previous = _mm512_loadu_si512(row + 2 * m - 2);
-      const __m512i up = _mm512_loadu_si512(row - kSide + 2 * m);
-      const __m512i down = _mm512_loadu_si512(row + kSide + 2 * m);
-      const __m512i e =
-          GreenEstimate16(HighHalf(previous), HighHalf(here), LowHalf(up), LowHalf(down));
-      _mm512_storeu_si512(row + 2 * m, _mm512_or_si512(_mm512_andnot_si512(lowMask, here),
-                                                       _mm512_and_si512(e, lowMask)));
-    }
+  return t;
+}
+
+constexpr GreenLanes kGreenLanes = MakeGreenLanes();
+
+// The lanes of one parity of the 64 values from `at`.
+VOBREX_TARGET_AVX512 inline __m512i Parity(const int16_t* at, __m512i lanes) {
+  return _mm512_permutex2var_epi16(_mm512_loadu_si512(at), lanes, _mm512_loadu_si512(at + 32));
+}
+
+// The estimates of one row at every site of FillGreen but the edge column,
+// 32 sites a step: the four neighbours of the sites are gathered into
+// vectors of their own, and the estimates spread back to the sites' lanes.
+// Every site reads only original green sites, so the order of the sites
+// and rows does not matter; the edge column takes its mean of two in the
+// same store.
+VOBREX_TARGET_AVX512 void GreenRowAvx512(int16_t* row, bool evenRow) {
+  const __m512i even = _mm512_loadu_si512(kGreenLanes.even);
+  const __m512i odd = _mm512_loadu_si512(kGreenLanes.odd);
+  const __m512i spreadFirst = _mm512_loadu_si512(kGreenLanes.spreadFirst);
+  const __m512i spreadLast = _mm512_loadu_si512(kGreenLanes.spreadLast);
+  // Blue sites of an even row: odd columns 2m + 1 (511 is the edge); red
+  // sites of an odd row: even columns 2m (0 is the edge). An even
+  // row goes left to right and an odd row right to left, away from the
+  // values each step reads beside its block: a step's loads then never
+  // overlap the stores of the step before, and need not wait for them.
+  const __mmask32 sites = evenRow ? 0xAAAAAAAAu : 0x55555555u;
+  const __m512i sameRow = evenRow ? even : odd;
+  const __m512i otherRows = evenRow ? odd : even;
+  // The block's own 64 values are written back whole, the sites replaced:
+  // the next row's loads of them then take the stored values at once.
+  const int besideOffset = evenRow ? 2 : -2;
+  const __mmask32 edgeSite = evenRow ? 0x80000000u : 0x1u;
+  for (int step = 0; step < 8; ++step) {
+    int16_t* at = row + 2 * 32 * (evenRow ? step : 7 - step);
+    const __m512i first = _mm512_loadu_si512(at);
+    const __m512i last = _mm512_loadu_si512(at + 32);
+    const __m512i here = _mm512_permutex2var_epi16(first, sameRow, last);
+    const __m512i beside = Parity(at + besideOffset, sameRow);
+    const __m512i up = Parity(at - kSide, otherRows);
+    const __m512i down = Parity(at + kSide, otherRows);
+    __m512i e =
+        evenRow ? GreenEstimate32(here, beside, up, down) : GreenEstimate32(beside, here, up, down);
+    // The edge column (511 of an even row, 0 of an odd one) takes the mean
+    // of the green above and below it.
+    if (step == 7) e = _mm512_mask_blend_epi16(edgeSite, e, FloorMean(up, down));
+    _mm512_storeu_si512(
+        at, _mm512_mask_blend_epi16(sites, first, _mm512_permutexvar_epi16(spreadFirst, e)));
+    _mm512_storeu_si512(
+        at + 32, _mm512_mask_blend_epi16(sites, last, _mm512_permutexvar_epi16(spreadLast, e)));
   }
 }
 
 #endif
 
-void FillGreen(int16_t* planes) {
-  int16_t* green = PlaneRow(planes, kGreenPlane, 0);
+void FillGreenRow(int16_t* row, int y) {
+  const bool evenRow = y % 2 == 0;
 #if defined(VOBREX_X86_SIMD)
   if (ActiveSimdLevel() == SimdLevel::kAvx512) {
-    FillGreenAvx512(green);
-    for (int y = 2; y <= 510; y += 2) {
-      int16_t* row = green + y * kSide;
-      row[511] = Store((row[511 - kSide] + row[511 + kSide]) >> 1);
-    }
-    for (int y = 1; y <= 509; y += 2) {
-      int16_t* row = green + y * kSide;
-      row[0] = Store((row[-kSide] + row[kSide]) >> 1);
+    return GreenRowAvx512(row, evenRow);
+  }
+#endif
+  // Blue sites of the even rows; the last column has no right neighbour.
+  // Red sites of the odd rows; the first column has no left neighbour.
+  if (evenRow) {
+    for (int x = 1; x <= 509; x += 2) row[x] = Store(GreenEstimateAt(row + x));
+    row[511] = Store((row[511 - kSide] + row[511 + kSide]) >> 1);
+  } else {
+    row[0] = Store((row[-kSide] + row[kSide]) >> 1);
+    for (int x = 2; x <= 510; x += 2) row[x] = Store(GreenEstimateAt(row + x));
+  }
+}
+
+void FillGreen(int16_t* planes) {
+  int16_t* green = PlaneRow(planes, kGreenPlane, 0);
+  for (int y = 2; y <= 510; y += 2) FillGreenRow(green + y * kSide, y);
+  for (int y = 1; y <= 509; y += 2) FillGreenRow(green + y * kSide, y);
+}
+
+#if defined(VOBREX_X86_SIMD)
+
+// The lanes of a 32-value block with lane 0 taken from lane 1, and with
+// lane 31 taken from lane 30.
+constexpr __mmask32 kEvenColumns = 0x55555555u, kOddColumns = 0xAAAAAAAAu,
+                    kAllColumns = 0xFFFFFFFFu;
+
+struct EdgeLanes {
+  alignas(64) uint16_t firstFromSecond[32];
+  alignas(64) uint16_t lastFromBefore[32];
+};
+
+constexpr EdgeLanes MakeEdgeLanes() {
+  EdgeLanes t{};
+  for (int k = 0; k < 32; ++k) {
+    t.firstFromSecond[k] = static_cast<uint16_t>(k == 0 ? 1 : k);
+    t.lastFromBefore[k] = static_cast<uint16_t>(k == 31 ? 30 : k);
+  }
+  return t;
+}
+
+constexpr EdgeLanes kEdgeLanes = MakeEdgeLanes();
+
+// The colour-difference fills store 32-bit sums as 16 bits, which is the
+// sum modulo 2^16: 16-bit lanes with wrapping adds give the same values.
+// Each 32-value block of the row is written back whole, the other sites as
+// they were (the blocks lie inside the row), so that the next row's loads
+// of it take the stored values at once.
+// Each call fills the sites of `parity` in columns first..last of one row:
+// value = x[column + from] - g[column + from] + g[column].
+// The sites of one row in columns first..last whose lanes `parity` selects
+// (0x55555555: even columns, 0xAAAAAAAA: odd, all ones: both) take
+// x[column + from] - g[column + from] + g[column], the even columns from
+// `fromEven`, the odd ones from `fromOdd`. `copyFirst` and `copyLast` then
+// copy column 1 into column 0 and column 510 into column 511, as the edge
+// columns of the fills take them.
+VOBREX_TARGET_AVX512 void DifferenceRow(int16_t* x, const int16_t* g, int fromEven, int fromOdd,
+                                        __mmask32 parity, int first, int last, bool copyFirst,
+                                        bool copyLast) {
+  const __mmask32 oddLanes = 0xAAAAAAAAu;
+  const __m512i firstFromSecond = _mm512_loadu_si512(kEdgeLanes.firstFromSecond);
+  const __m512i lastFromBefore = _mm512_loadu_si512(kEdgeLanes.lastFromBefore);
+  for (int c = 0; c < kSide; c += 32) {
+    __mmask32 lanes = parity;
+    if (c < first) lanes &= ~((__mmask32(1) << (first - c)) - 1);
+    if (last - c < 31) lanes &= last < c ? 0 : (__mmask32(1) << (last - c + 1)) - 1;
+    const __m512i even = _mm512_sub_epi16(_mm512_loadu_si512(x + c + fromEven),
+                                          _mm512_loadu_si512(g + c + fromEven));
+    const __m512i odd = fromOdd == fromEven ? even
+                                            : _mm512_sub_epi16(_mm512_loadu_si512(x + c + fromOdd),
+                                                               _mm512_loadu_si512(g + c + fromOdd));
+    const __m512i value =
+        _mm512_add_epi16(_mm512_mask_blend_epi16(oddLanes, even, odd), _mm512_loadu_si512(g + c));
+    __m512i block = _mm512_mask_blend_epi16(lanes, _mm512_loadu_si512(x + c), value);
+    if (copyFirst && c == 0) block = _mm512_permutexvar_epi16(firstFromSecond, block);
+    if (copyLast && c == kSide - 32) block = _mm512_permutexvar_epi16(lastFromBefore, block);
+    _mm512_storeu_si512(x + c, block);
+  }
+}
+
+#endif
+
+void FillRedRow(int16_t* r, const int16_t* g, int y) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) {
+    if (y % 2 == 1) {
+      DifferenceRow(r, g, 1, 1, kOddColumns, 1, 509, false, true);
+    } else {
+      DifferenceRow(r, g, -kSide, 1 - kSide, kAllColumns, 0, 510, false, true);
     }
     return;
   }
 #endif
-  // Blue sites of the even rows; the last column has no right neighbour.
-  for (int y = 2; y <= 510; y += 2) {
-    int16_t* row = green + y * kSide;
-    for (int x = 1; x <= 509; x += 2) row[x] = Store(GreenEstimate(green, x, y));
-    row[511] = Store((row[511 - kSide] + row[511 + kSide]) >> 1);
-  }
-  // Red sites of the odd rows; the first column has no left neighbour.
-  for (int y = 1; y <= 509; y += 2) {
-    int16_t* row = green + y * kSide;
-    row[0] = Store((row[-kSide] + row[kSide]) >> 1);
-    for (int x = 2; x <= 510; x += 2) row[x] = Store(GreenEstimate(green, x, y));
-  }
-}
-
-#if defined(VOBREX_X86_SIMD)
-
-// The colour-difference fills store 32-bit sums as 16 bits, which is the
-// sum modulo 2^16: 16-bit lanes with wrapping adds give the same values.
-// Each call fills the sites of `parity` in columns first..last of one row:
-// value = x[column + from] - g[column + from] + g[column].
-VOBREX_TARGET_AVX512 inline void DifferenceRow(int16_t* x, const int16_t* g, int from, int parity,
-                                               int first, int last) {
-  const __mmask32 parityLanes = parity ? 0xAAAAAAAAu : 0x55555555u;
-  for (int c = first - (first & 1); c <= last; c += 32) {
-    const __m512i source = _mm512_loadu_si512(x + c + from);
-    const __m512i greenSource = _mm512_loadu_si512(g + c + from);
-    const __m512i greenHere = _mm512_loadu_si512(g + c);
-    const __m512i value = _mm512_add_epi16(_mm512_sub_epi16(source, greenSource), greenHere);
-    __mmask32 lanes = parityLanes;
-    if (c < first) lanes &= ~((__mmask32(1) << (first - c)) - 1);
-    if (last - c < 31) lanes &= (__mmask32(1) << (last - c + 1)) - 1;
-    _mm512_mask_storeu_epi16(x + c, lanes, value);
-  }
-}
-
-VOBREX_TARGET_AVX512 void FillRedAvx512(int16_t* red, const int16_t* green) {
-  for (int y = 1; y <= 511; y += 2) {
-    int16_t* r = red + y * kSide;
-    DifferenceRow(r, green + y * kSide, 1, 1, 1, 509);
-    r[511] = r[510];
-  }
-  for (int y = 2; y <= 510; y += 2) {
-    int16_t* r = red + y * kSide;
-    DifferenceRow(r, green + y * kSide, -kSide, 0, 0, 510);
-    DifferenceRow(r, green + y * kSide, 1 - kSide, 1, 1, 509);
-    r[511] = r[510];
-  }
-}
-
-VOBREX_TARGET_AVX512 void FillBlueAvx512(int16_t* blue, const int16_t* green) {
-  for (int y = 0; y <= 510; y += 2) {
-    int16_t* b = blue + y * kSide;
-    b[0] = b[1];
-    DifferenceRow(b, green + y * kSide, 1, 0, 2, 510);
-  }
-  for (int y = 1; y <= 511; y += 2) {
-    DifferenceRow(blue + y * kSide, green + y * kSide, kSide, 0, 0, 510);
-  }
-  for (int y = 1; y <= 509; y += 2) {
-    DifferenceRow(blue + y * kSide, green + y * kSide, kSide - 1, 1, 1, 511);
-  }
-}
-
-#endif
-
-void FillRed(int16_t* planes) {
-  int16_t* red = PlaneRow(planes, kRedPlane, 0);
-#if defined(VOBREX_X86_SIMD)
-  if (ActiveSimdLevel() == SimdLevel::kAvx512) {
-    return FillRedAvx512(red, PlaneRow(planes, kGreenPlane, 0));
-  }
-#endif
-  const int16_t* green = PlaneRow(planes, kGreenPlane, 0);
-  // Odd rows: green sites from the red site to the right.
-  for (int y = 1; y <= 511; y += 2) {
-    int16_t* r = red + y * kSide;
-    const int16_t* g = green + y * kSide;
+  if (y % 2 == 1) {
+    // Odd rows: green sites from the red site to the right.
     for (int x = 1; x <= 509; x += 2) r[x] = Store(r[x + 1] - g[x + 1] + g[x]);
-    r[511] = r[510];
-  }
-  // Even rows, even columns (green sites): from the red site above.
-  for (int y = 2; y <= 510; y += 2) {
-    int16_t* r = red + y * kSide;
-    const int16_t* g = green + y * kSide;
+  } else {
+    // Even rows, even columns (green sites): from the red site above; odd
+    // columns (blue sites): from the red site above-right.
     for (int x = 0; x <= 510; x += 2) r[x] = Store(r[x - kSide] - g[x - kSide] + g[x]);
+    for (int x = 1; x <= 509; x += 2) r[x] = Store(r[x + 1 - kSide] - g[x + 1 - kSide] + g[x]);
   }
-  // Even rows, odd columns (blue sites): from the red site above-right.
-  for (int y = 2; y <= 510; y += 2) {
-    int16_t* r = red + y * kSide;
-    const int16_t* g = green + y * kSide;
-    for (int x = 1; x <= 509; x += 2) {
-      r[x] = Store(r[x + 1 - kSide] - g[x + 1 - kSide] + g[x]);
-    }
-    r[511] = r[510];
-  }
+  r[511] = r[510];
 }
 
-void FillBlue(int16_t* planes) {
-  int16_t* blue = PlaneRow(planes, kBluePlane, 0);
+void FillBlueRow(int16_t* b, const int16_t* g, int y) {
 #if defined(VOBREX_X86_SIMD)
   if (ActiveSimdLevel() == SimdLevel::kAvx512) {
-    return FillBlueAvx512(blue, PlaneRow(planes, kGreenPlane, 0));
+    if (y % 2 == 0) {
+      DifferenceRow(b, g, 1, 1, kEvenColumns, 2, 510, true, false);
+    } else if (y <= 509) {
+      DifferenceRow(b, g, kSide, kSide - 1, kAllColumns, 0, 511, false, false);
+    } else {
+      DifferenceRow(b, g, kSide, kSide, kEvenColumns, 0, 510, false, false);
+    }
+    return;
   }
 #endif
-  const int16_t* green = PlaneRow(planes, kGreenPlane, 0);
-  // Even rows, green sites: from the blue site to the right.
-  for (int y = 0; y <= 510; y += 2) {
-    int16_t* b = blue + y * kSide;
-    const int16_t* g = green + y * kSide;
+  if (y % 2 == 0) {
+    // Even rows, green sites: from the blue site to the right.
     b[0] = b[1];
     for (int x = 2; x <= 510; x += 2) b[x] = Store(b[x + 1] - g[x + 1] + g[x]);
+    return;
   }
-  // Odd rows, even columns (red sites): from the completed row below. For
-  // row 511 that row lies past the blue plane: the continuous run gives the
-  // first green row, and the green row below it is the zeroed slack.
-  for (int y = 1; y <= 511; y += 2) {
-    int16_t* b = blue + y * kSide;
-    const int16_t* g = green + y * kSide;
-    for (int x = 0; x <= 510; x += 2) b[x] = Store(b[x + kSide] - g[x + kSide] + g[x]);
-  }
-  // Odd rows, odd columns (green sites): from the blue site below-left.
-  for (int y = 1; y <= 509; y += 2) {
-    int16_t* b = blue + y * kSide;
-    const int16_t* g = green + y * kSide;
-    for (int x = 1; x <= 511; x += 2) {
-      b[x] = Store(b[x - 1 + kSide] - g[x - 1 + kSide] + g[x]);
-    }
-  }
+  // Odd rows, even columns (red sites): from the completed row below; odd
+  // columns (green sites): from the blue site below-left. Row 511 has no
+  // row below in the plane: the continuous run gives the first green row,
+  // and the green row below it is the zeroed slack; its odd columns are not
+  // filled.
+  for (int x = 0; x <= 510; x += 2) b[x] = Store(b[x + kSide] - g[x + kSide] + g[x]);
+  if (y > 509) return;
+  for (int x = 1; x <= 511; x += 2) b[x] = Store(b[x - 1 + kSide] - g[x - 1 + kSide] + g[x]);
+}
+
+// Odd rows first: the even rows take their red from the odd row above.
+void FillRed(int16_t* planes) {
+  int16_t* red = PlaneRow(planes, kRedPlane, 0);
+  const int16_t* green = PlaneRow(planes, kGreenPlane, 0);
+  for (int y = 1; y <= 511; y += 2) FillRedRow(red + y * kSide, green + y * kSide, y);
+  for (int y = 2; y <= 510; y += 2) FillRedRow(red + y * kSide, green + y * kSide, y);
+}
+
+// Even rows first: the odd rows take their blue from the even row below.
+void FillBlue(int16_t* planes) {
+  int16_t* blue = PlaneRow(planes, kBluePlane, 0);
+  const int16_t* green = PlaneRow(planes, kGreenPlane, 0);
+  for (int y = 0; y <= 510; y += 2) FillBlueRow(blue + y * kSide, green + y * kSide, y);
+  for (int y = 1; y <= 511; y += 2) FillBlueRow(blue + y * kSide, green + y * kSide, y);
 }
 
 void DemosaicStill(const int16_t* raw, int16_t* planes, uint32_t optionV) {

@@ -26,6 +26,27 @@ void SplitFields(const int16_t* raw, int16_t* planes, uint32_t optionV);
 // the middle two.
 int GreenEstimate(const int16_t* green, int x, int y);
 
+// The steps on one plane row y, for a conversion that fills the planes a
+// few rows at a time; the rows above and below follow at 512-value steps,
+// as in the planes, and the steps read the neighbour rows (and up to 32
+// values past them) that the full passes read.
+struct StillPlaneRows {
+  int16_t* red;
+  int16_t* blue;
+  int16_t* green;
+};
+// Field line r into plane rows 2r (`even`) and 2r + 1 (`odd`).
+void SplitFieldLine(const int16_t* raw, int r, const StillPlaneRows& even,
+                    const StillPlaneRows& odd, uint32_t optionV);
+// Green of row y at its red or blue sites; needs the split rows y - 1..y + 1.
+void FillGreenRow(int16_t* green, int y);
+// Red of row y; needs the filled green of rows y - 1 and y, and, for an even
+// row, the filled red row above.
+void FillRedRow(int16_t* red, const int16_t* green, int y);
+// Blue of row y; needs the filled green of row y, and, for an odd row, the
+// filled blue and green of the even row below.
+void FillBlueRow(int16_t* blue, const int16_t* green, int y);
+
 // Green at the red and blue sites.
 void FillGreen(int16_t* planes);
 // Red at the green and blue sites, by colour difference from one red

@@ -6,6 +6,7 @@
 #include "still/still_kernels.h"
 #include "still/still_planes.h"
 #include "still/still_resample.h"
+#include "still/still_stream.h"
 
 namespace vobrex {
 namespace {
@@ -56,48 +57,93 @@ void RunKernel(StillKernel kernel, const CameraModes& modes, const int16_t* plan
   }
 }
 
+// The kernel's rows and mix, read from the settings as the kernel would.
+StillKernelRows KernelRows(StillKernel kernel, const CameraModes& modes) {
+  switch (kernel) {
+    case StillKernel::kColour480: return ColourKernelRows(modes, 1);
+    case StillKernel::kColour320: return ColourKernelRows(modes, 2);
+    case StillKernel::kGrey640: return GreyKernelRows(0);
+    case StillKernel::kGrey480: return GreyKernelRows(1);
+    case StillKernel::kGrey320: return GreyKernelRows(2);
+    default: return ColourKernelRows(modes, 0);
+  }
+}
+
+// The output rows, the kernel and the check of its size, in the order of
+// the settings they read; null when the conversion stops there.
+template <class Obtain>
+StillRows* ObtainRows(Camera& cam, Obtain obtain, StillKernel& kernel) {
+  // The output holds imageBytes components, as the settings say at this
+  // moment.
+  const std::size_t outputComponents = cam.modes.imageBytes;
+  StillRows* rows = obtain(outputComponents);
+  if (rows == nullptr) return nullptr;
+  kernel = ChooseStillKernel(cam);
+  // A kernel writes its own fixed size whatever imageBytes says (after the
+  // sub-mode fall-back the array was sized for the previous settings): when
+  // the array is smaller than that, the frame is not converted.
+  if (outputComponents < KernelComponents(kernel)) return nullptr;
+  return rows;
+}
+
+// Codes 11 and 13: the demosaic runs row by row beside the kernel (see
+// still_stream.h), in a window of plane rows in place of the planes; the
+// raw frame is held until the last picture row is made and then released,
+// as it is on every path past the code check.
+template <class Obtain>
+bool RunDemosaiced(Camera& cam, Owned<int16_t>& samples, Obtain obtain, std::size_t& written) {
+  Owned<int16_t> window = AllocateArray<int16_t>(kStillWindowValues, true);
+  if (!window) return false;
+  // The frame holds rawSampleCount samples; a count too small for one
+  // sensor block cannot be served (the library never sets one).
+  if (!samples || cam.sampleCount.rawSampleCount < static_cast<uint32_t>(kStillFrameSamples)) {
+    return false;
+  }
+  const uint32_t optionV = cam.modes.optionV;
+  const int orientation = OrientationCode(cam.modes);
+  StillKernel kernel = StillKernel::kNone;
+  StillRows* rows = ObtainRows(cam, obtain, kernel);
+  if (rows != nullptr && kernel != StillKernel::kNone) {
+    const StillKernelRows kernelRows = KernelRows(kernel, cam.modes);
+    StillPictureWriter writer(kernelRows.rows, kernelRows.content, kernelRows.mix, *rows,
+                              orientation);
+    StreamStill(samples.get(), optionV, window.get(), writer);
+  }
+  samples.reset();
+  if (rows == nullptr) return false;
+  written = KernelComponents(kernel);
+  return true;
+}
+
+// Codes 21 and 23: no demosaic; the kernel converts the planes as
+// obtained, zeroed, to black.
+template <class Obtain>
+bool RunUnfilled(Camera& cam, Owned<int16_t>& samples, Obtain obtain, std::size_t& written) {
+  Owned<int16_t> planes = AllocateArray<int16_t>(kStillPlanesAllocation, true);
+  if (!planes) return false;
+  samples.reset();  // from here the raw frame is gone, whatever follows
+  const int orientation = OrientationCode(cam.modes);
+  StillKernel kernel = StillKernel::kNone;
+  StillRows* rows = ObtainRows(cam, obtain, kernel);
+  if (rows == nullptr) return false;
+  RunKernel(kernel, cam.modes, planes.get(), *rows, orientation);
+  written = KernelComponents(kernel);
+  return true;
+}
+
 // The conversion up to the kernel; `obtain(components)` gives the rows the
 // kernel writes into (null: the output could not be had). The order of the
 // stages and of the allocations is that of ConvertStill.
 template <class Obtain>
 bool RunStill(Camera& cam, Owned<int16_t>& samples, int code, Obtain obtain, std::size_t& written) {
   written = 0;
-  // The planes start zeroed: the sites no demosaic pass writes read 0, and
-  // the double-size read-outs, which have no demosaic, convert to black.
-  Owned<int16_t> planes = AllocateArray<int16_t>(kStillPlanesAllocation, true);
-  if (!planes) return false;
-
   switch (static_cast<int8_t>(code)) {
     case 11:
-    case 13:
-      // The frame holds rawSampleCount samples; a count too small for one
-      // sensor block cannot be served (the library never sets one).
-      if (!samples || cam.sampleCount.rawSampleCount < static_cast<uint32_t>(kStillFrameSamples)) {
-        return false;
-      }
-      DemosaicStill(samples.get(), planes.get(), cam.modes.optionV);
-      break;
+    case 13: return RunDemosaiced(cam, samples, obtain, written);
     case 21:
-    case 23: break;         // no demosaic: the kernel converts the planes as obtained
+    case 23: return RunUnfilled(cam, samples, obtain, written);
     default: return false;  // refused; the raw frame stays the caller's
   }
-  samples.reset();  // from here the raw frame is gone, whatever follows
-
-  const int orientation = OrientationCode(cam.modes);
-  // The output holds imageBytes components, as the settings say at this
-  // moment.
-  const std::size_t outputComponents = cam.modes.imageBytes;
-  StillRows* rows = obtain(outputComponents);
-  if (rows == nullptr) return false;
-
-  const StillKernel kernel = ChooseStillKernel(cam);
-  // A kernel writes its own fixed size whatever imageBytes says (after the
-  // sub-mode fall-back the array was sized for the previous settings): when
-  // the array is smaller than that, the frame is not converted.
-  if (outputComponents < KernelComponents(kernel)) return false;
-  RunKernel(kernel, cam.modes, planes.get(), *rows, orientation);
-  written = KernelComponents(kernel);
-  return true;
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "still/still_resample.h"
 #include "vobrex32.h"
 
 namespace vobrex {
@@ -27,7 +28,6 @@ void StillToColour320(const CameraModes& modes, const int16_t* planes, uint16_t*
                       int orientation);  // 320 x 240
 
 // The same kernels writing through a row target (still_resample.h).
-class StillRows;
 void StillToGrey(const int16_t* planes, StillRows& out, int orientation);
 void StillToGrey480(const int16_t* planes, StillRows& out, int orientation);
 void StillToGrey320(const int16_t* planes, StillRows& out, int orientation);
@@ -37,5 +37,16 @@ void StillToColour480(const CameraModes& modes, const int16_t* planes, StillRows
                       int orientation);
 void StillToColour320(const CameraModes& modes, const int16_t* planes, StillRows& out,
                       int orientation);
+
+// A kernel as its rows and its mix, for a conversion that hands it the
+// plane rows as they are filled. `size` 0, 1, 2: 640 x 480, 480 x 360,
+// 320 x 240.
+struct StillKernelRows {
+  StillPictureRows rows;
+  StillContent content;
+  StillMix mix;  // for kMixed
+};
+StillKernelRows ColourKernelRows(const CameraModes& modes, int size);
+StillKernelRows GreyKernelRows(int size);
 
 }  // namespace vobrex

@@ -1,56 +1,47 @@
 #include "still/still_kernels.h"
 #include "still/still_resample.h"
+#include "still/widening.h"
 
 namespace vobrex {
 namespace {
 
+StillRowComponents Mean(const int32_t* red, const int32_t* green, const int32_t* blue, int n,
+                        StillComponentLines& lines) {
+  MixMean(red, green, blue, n, lines.green);
+  return StillRowComponents{lines.green, lines.green, lines.green};
+}
+
 void WriteColour(const CameraModes& modes, const int16_t* planes, StillRows& out, int orientation,
-                 int width, int height, StillRowResampler resample) {
-  if (modes.outputFormat == 1) {
-    WriteStillPicture(planes, out, orientation, width, height, resample,
-                      [](const int32_t* red, const int32_t* green, const int32_t* blue, int n,
-                         StillComponentLines& lines) {
-                        for (int c = 0; c < n; ++c) {
-                          lines.blue[c] = Component(blue[c]);
-                          lines.green[c] = Component(green[c]);
-                          lines.red[c] = Component(red[c]);
-                        }
-                        return StillRowComponents{lines.blue, lines.green, lines.red};
-                      });
-  } else if (modes.optionQ == 1) {
-    WriteStillPicture(planes, out, orientation, width, height, resample,
-                      [](const int32_t*, const int32_t* green, const int32_t*, int n,
-                         StillComponentLines& lines) {
-                        for (int c = 0; c < n; ++c) lines.green[c] = Component(green[c]);
-                        return StillRowComponents{lines.green, lines.green, lines.green};
-                      });
-  } else {
-    WriteStillPicture(planes, out, orientation, width, height, resample,
-                      [](const int32_t* red, const int32_t* green, const int32_t* blue, int n,
-                         StillComponentLines& lines) {
-                        for (int c = 0; c < n; ++c) {
-                          lines.green[c] = Component((red[c] + green[c] + blue[c]) / 3);
-                        }
-                        return StillRowComponents{lines.green, lines.green, lines.green};
-                      });
-  }
+                 int size) {
+  const StillKernelRows kernel = ColourKernelRows(modes, size);
+  StillPictureWriter(kernel.rows, kernel.content, kernel.mix, out, orientation)
+      .WritePicture(planes);
 }
 
 }  // namespace
 
+StillKernelRows ColourKernelRows(const CameraModes& modes, int size) {
+  const StillPictureRows rows = size == 0   ? StillRows640(false)
+                                : size == 1 ? StillRows480()
+                                            : StillRows320();
+  if (modes.outputFormat == 1) return {rows, StillContent::kColour, nullptr};
+  if (modes.optionQ == 1) return {rows, StillContent::kGreenAlone, nullptr};
+  return {rows, StillContent::kMixed, Mean};
+}
+
 void StillToColour(const CameraModes& modes, const int16_t* planes, StillRows& out,
                    int orientation) {
-  WriteColour(modes, planes, out, orientation, 640, 480, ResampleRow640);
+  WriteColour(modes, planes, out, orientation, 0);
 }
 
 void StillToColour480(const CameraModes& modes, const int16_t* planes, StillRows& out,
                       int orientation) {
-  WriteColour(modes, planes, out, orientation, 480, 360, ResampleRow480);
+  WriteColour(modes, planes, out, orientation, 1);
 }
 
 void StillToColour320(const CameraModes& modes, const int16_t* planes, StillRows& out,
                       int orientation) {
-  WriteColour(modes, planes, out, orientation, 320, 240, ResampleRow320);
+  WriteColour(modes, planes, out, orientation, 2);
 }
 
 void StillToColour(const CameraModes& modes, const int16_t* planes, uint16_t* out,

@@ -1,33 +1,42 @@
 #include "still/still_kernels.h"
 #include "still/still_resample.h"
+#include "still/widening.h"
 
 namespace vobrex {
 namespace {
 
-void WriteGrey(const int16_t* planes, StillRows& out, int orientation, int width, int height,
-               StillRowResampler resample) {
-  WriteStillPicture(planes, out, orientation, width, height, resample,
-                    [](const int32_t* red, const int32_t* green, const int32_t* blue, int n,
-                       StillComponentLines& lines) {
-                      for (int c = 0; c < n; ++c) {
-                        lines.green[c] = Component((2 * red[c] + 4 * green[c] + blue[c]) / 7);
-                      }
-                      return StillRowComponents{lines.green, lines.green, lines.green};
-                    });
+StillRowComponents Grey(const int32_t* red, const int32_t* green, const int32_t* blue, int n,
+                        StillComponentLines& lines) {
+  MixGrey(red, green, blue, n, lines.green);
+  return StillRowComponents{lines.green, lines.green, lines.green};
+}
+
+void WriteGrey(const int16_t* planes, StillRows& out, int orientation, int size) {
+  const StillKernelRows kernel = GreyKernelRows(size);
+  StillPictureWriter(kernel.rows, kernel.content, kernel.mix, out, orientation)
+      .WritePicture(planes);
 }
 
 }  // namespace
 
+StillKernelRows GreyKernelRows(int size) {
+  // The 640-wide grey picture takes column 4k + 1 whole at phase 0.
+  return {size == 0   ? StillRows640(true)
+          : size == 1 ? StillRows480()
+                      : StillRows320(),
+          StillContent::kMixed, Grey};
+}
+
 void StillToGrey(const int16_t* planes, StillRows& out, int orientation) {
-  WriteGrey(planes, out, orientation, 640, 480, ResampleRow640Shifted);
+  WriteGrey(planes, out, orientation, 0);
 }
 
 void StillToGrey480(const int16_t* planes, StillRows& out, int orientation) {
-  WriteGrey(planes, out, orientation, 480, 360, ResampleRow480);
+  WriteGrey(planes, out, orientation, 1);
 }
 
 void StillToGrey320(const int16_t* planes, StillRows& out, int orientation) {
-  WriteGrey(planes, out, orientation, 320, 240, ResampleRow320);
+  WriteGrey(planes, out, orientation, 2);
 }
 
 void StillToGrey(const int16_t* planes, uint16_t* out, int orientation) {

@@ -7,45 +7,63 @@ namespace {
 
 constexpr int kSide = kStillSide;
 
-const int16_t* PlaneRowAt(const int16_t* plane, int row) { return plane + row * kSide; }
-
 // Four source columns become five output columns at 0, 0.8, 1.6, 2.4, 3.2;
 // the grey picture's weights take column 4k + 1 whole at phase 0 instead of
 // column 4k. At k = 127 the fifth sample is column 0 of the next row (the
-// planes are one continuous run).
-}  // namespace
-
-void ResampleRow640(const int16_t* plane, int r, int32_t* line) {
-  WidenFourToFive(PlaneRowAt(plane, kStillFirstRow + r), 128, line, false);
+// planes are one continuous run); the vector form reads 48 values into it.
+int Source640(int r) { return kStillFirstRow + r; }
+int Last640(int r) { return kStillFirstRow + r + 1; }
+void Resample640(const int16_t* source, int, int32_t* line) {
+  WidenFourToFive(source, 128, line, false);
+}
+void Resample640Shifted(const int16_t* source, int, int32_t* line) {
+  WidenFourToFive(source, 128, line, true);
+}
+void Narrow640(const int16_t* source, int, uint16_t* line) {
+  WidenFourToFive(source, 128, line, false);
+}
+void Narrow640Shifted(const int16_t* source, int, uint16_t* line) {
+  WidenFourToFive(source, 128, line, true);
 }
 
-void ResampleRow640Shifted(const int16_t* plane, int r, int32_t* line) {
-  WidenFourToFive(PlaneRowAt(plane, kStillFirstRow + r), 128, line, true);
-}
-
-void ResampleRow480(const int16_t* plane, int r, int32_t* line) {
-  const int t = r / 3;
-  const int16_t* a = PlaneRowAt(plane, kStillFirstRow + 4 * t);
+// Four plane rows a..d make three picture rows; output column 15q + p from
+// source columns u = 16q + p (weight 15 - p) and u + 1 (weight p); the last
+// column, 479, takes 510 and 511. The vector form reads 48 values into the
+// row after d.
+int Source480(int r) { return kStillFirstRow + 4 * (r / 3); }
+int Last480(int r) { return kStillFirstRow + 4 * (r / 3) + 4; }
+void Resample480(const int16_t* a, int r, int32_t* line) {
   const int16_t* b = a + kSide;
   const int16_t* c = b + kSide;
   const int16_t* d = c + kSide;
-  // Output column 15q + p from source columns u = 16q + p (weight 15 - p)
-  // and u + 1 (weight p); the last column, 479, takes 510 and 511.
   WidenSixteenToFifteen(a, b, c, d, r % 3, line);
 }
+void Narrow480(const int16_t* a, int r, uint16_t* line) {
+  WidenSixteenToFifteen(a, a + kSide, a + 2 * kSide, a + 3 * kSide, r % 3, line);
+}
 
-void ResampleRow320(const int16_t* plane, int r, int32_t* line) {
-  const int16_t* row = PlaneRowAt(plane, kStillFirstRow + 2 * r);
-  // Output positions 0, 1.6, 3.2, 4.8 and 6.4 of each group of eight columns.
-  for (int g = 0; g < 64; ++g) {
-    const int16_t* s = row + 8 * g;
-    int32_t* o = line + 5 * g;
-    o[0] = s[0];
-    o[1] = (2 * s[1] + 3 * s[2]) / 5;
-    o[2] = (4 * s[3] + s[4]) / 5;
-    o[3] = (s[4] + 4 * s[5]) / 5;
-    o[4] = (3 * s[6] + 2 * s[7]) / 5;
-  }
+// Output positions 0, 1.6, 3.2, 4.8 and 6.4 of each group of eight columns
+// of the even plane rows; the vector form reads 32 values into the row
+// after.
+int Source320(int r) { return kStillFirstRow + 2 * r; }
+int Last320(int r) { return kStillFirstRow + 2 * r + 1; }
+void Resample320(const int16_t* row, int, int32_t* line) { WidenEightToFive(row, 64, line); }
+void Narrow320(const int16_t* row, int, uint16_t* line) { WidenEightToFive(row, 64, line); }
+
+}  // namespace
+
+StillPictureRows StillRows640(bool firstShifted) {
+  if (firstShifted)
+    return {640, 480, Resample640Shifted, Narrow640Shifted, Source640, Last640, false};
+  return {640, 480, Resample640, Narrow640, Source640, Last640, false};
+}
+
+StillPictureRows StillRows480() {
+  return {480, 360, Resample480, Narrow480, Source480, Last480, false};
+}
+
+StillPictureRows StillRows320() {
+  return {320, 240, Resample320, Narrow320, Source320, Last320, true};
 }
 
 }  // namespace vobrex

@@ -14,48 +14,112 @@ namespace vobrex {
 // The kernels take the plane rows 4 to 483: the 480 central sensor rows.
 inline constexpr int kStillFirstRow = 4;
 
-// Fills `line` (the output width of values) with picture row r of one plane
-// (`plane` points at its row 0). No clamping; every division truncates
-// toward zero.
-using StillRowResampler = void (*)(const int16_t* plane, int r, int32_t* line);
-
-// 640 x 480: plane row 4 + r widened 4 columns to 5; phase 0 takes column 4k.
-// The last output column mixes in 1/5 of column 0 of the next plane row.
-void ResampleRow640(const int16_t* plane, int r, int32_t* line);
-// The same with phase 0 taking column 4k + 1 (the grey picture's weights).
-void ResampleRow640Shifted(const int16_t* plane, int r, int32_t* line);
-// 480 x 360: 4 plane rows to 3 in thirds, 16 columns to 15 in fifteenths.
-void ResampleRow480(const int16_t* plane, int r, int32_t* line);
-// 320 x 240: plane row 4 + 2r alone, 8 columns to 5.
-void ResampleRow320(const int16_t* plane, int r, int32_t* line);
-
 inline constexpr int kStillMaxWidth = 640;
 
-// A component as stored: 16-bit, wrapping, never clamped.
-inline uint16_t Component(int32_t value) { return static_cast<uint16_t>(value); }
+// A picture row resampled from its source rows: `source` points at the
+// first plane row the row reads (the rows below it follow at kStillSide
+// steps, as in the planes); `r` is the picture row.
+using StillLineResampler = void (*)(const int16_t* source, int r, int32_t* line);
+// The same storing the resampled values as components (modulo 2^16).
+using StillLineNarrower = void (*)(const int16_t* source, int r, uint16_t* line);
 
-// Resamples every picture row of the three planes and hands the values to
-// `mix(red, green, blue, width, components)`, which fills the three
-// component lines of `components` (blue, green, red) from the resampled
-// lines, or points all three at one grey line. Orientation 2 is upright
+// What a picture's components hold: the resampled blue, green and red as
+// they are; the resampled green alone in all three; or a mix of the three
+// resampled values.
+enum class StillContent { kColour, kGreenAlone, kMixed };
+
+// The three component lines of a picture row from the resampled lines of
+// red, green and blue (a grey row points all three at one line).
+using StillMix = StillRowComponents (*)(const int32_t* red, const int32_t* green,
+                                        const int32_t* blue, int width, StillComponentLines& lines);
+
+// The rows of one member of the kernels: its size, its resampling and the
+// plane rows each picture row reads.
+struct StillPictureRows {
+  int width;
+  int height;
+  StillLineResampler resample;
+  StillLineNarrower narrow;
+  // The first plane row picture row r reads.
+  int (*sourceRow)(int r);
+  // The last plane row picture row r reads (the 640-wide rows wrap into the
+  // row below; the vector forms read a few values past their last row, so
+  // that row is counted too).
+  int (*lastRow)(int r);
+  // Only the even plane rows are resampled (the odd ones are read past, for
+  // their first values, by the vector forms alone).
+  bool evenRowsOnly;
+};
+
+// 640 x 480 (`firstShifted`: the grey picture's phase 0), 480 x 360 and
+// 320 x 240.
+StillPictureRows StillRows640(bool firstShifted);
+StillPictureRows StillRows480();
+StillPictureRows StillRows320();
+
+// Resamples picture rows of the three planes and hands them to the row
+// target in the order and direction of the orientation: 2 is upright
 // (picture row 0 in the last memory row), 1 upside down, 4 mirrored left to
 // right, 3 turned half a turn.
-template <class Mix>
-void WriteStillPicture(const int16_t* planes, StillRows& out, int orientation, int width,
-                       int height, StillRowResampler resample, Mix mix) {
-  const bool bottomUp = orientation != 1 && orientation != 3;
-  const bool reversed = orientation == 3 || orientation == 4;
-  int32_t red[kStillMaxWidth];
-  int32_t green[kStillMaxWidth];
-  int32_t blue[kStillMaxWidth];
-  StillComponentLines lines;
-  for (int r = 0; r < height; ++r) {
-    resample(planes + PlaneIndex(kRedPlane, 0, 0), r, red);
-    resample(planes + PlaneIndex(kGreenPlane, 0, 0), r, green);
-    resample(planes + PlaneIndex(kBluePlane, 0, 0), r, blue);
-    const StillRowComponents row = mix(red, green, blue, width, lines);
-    out.PutRow(bottomUp ? height - 1 - r : r, width, reversed, row);
+class StillPictureWriter {
+ public:
+  // `mix` makes the components of kMixed content.
+  StillPictureWriter(const StillPictureRows& rows, StillContent content, StillMix mix,
+                     StillRows& out, int orientation)
+      : rows_(rows),
+        content_(content),
+        mix_(mix),
+        out_(out),
+        bottomUp_(orientation != 1 && orientation != 3),
+        reversed_(orientation == 3 || orientation == 4) {}
+
+  const StillPictureRows& Rows() const { return rows_; }
+
+  // Picture row r from its first source row in each plane.
+  void WriteRow(int r, const int16_t* redSource, const int16_t* greenSource,
+                const int16_t* blueSource) {
+    StillRowComponents row{lines_.blue, lines_.green, lines_.red};
+    switch (content_) {
+      case StillContent::kColour:
+        rows_.narrow(blueSource, r, lines_.blue);
+        rows_.narrow(greenSource, r, lines_.green);
+        rows_.narrow(redSource, r, lines_.red);
+        break;
+      case StillContent::kGreenAlone:
+        rows_.narrow(greenSource, r, lines_.green);
+        row = {lines_.green, lines_.green, lines_.green};
+        break;
+      case StillContent::kMixed:
+        rows_.resample(redSource, r, red_);
+        rows_.resample(greenSource, r, green_);
+        rows_.resample(blueSource, r, blue_);
+        row = mix_(red_, green_, blue_, rows_.width, lines_);
+        break;
+    }
+    out_.PutRow(bottomUp_ ? rows_.height - 1 - r : r, rows_.width, reversed_, row);
   }
-}
+
+  // Every picture row from the filled planes.
+  void WritePicture(const int16_t* planes) {
+    for (int r = 0; r < rows_.height; ++r) {
+      const int source = rows_.sourceRow(r);
+      WriteRow(r, planes + PlaneIndex(kRedPlane, source, 0),
+               planes + PlaneIndex(kGreenPlane, source, 0),
+               planes + PlaneIndex(kBluePlane, source, 0));
+    }
+  }
+
+ private:
+  StillPictureRows rows_;
+  StillContent content_;
+  StillMix mix_;
+  StillRows& out_;
+  bool bottomUp_;
+  bool reversed_;
+  int32_t red_[kStillMaxWidth];
+  int32_t green_[kStillMaxWidth];
+  int32_t blue_[kStillMaxWidth];
+  StillComponentLines lines_;
+};
 
 }  // namespace vobrex

@@ -1,5 +1,6 @@
 #include "still/widening.h"
 
+#include <bit>
 #include <climits>
 #include <cmath>
 
@@ -8,38 +9,107 @@
 namespace vobrex {
 namespace {
 
-void WidenPortable(const int16_t* row, int groups, int32_t* out, bool firstShifted) {
+// The float at or just above 1/d: the rounded quotient, raised by one unit
+// in the last place when it fell below.
+constexpr float ReciprocalAbove(int d) {
+  const float r = 1.0f / static_cast<float>(d);
+  if (static_cast<double>(r) * d >= 1.0) return r;
+  return std::bit_cast<float>(std::bit_cast<uint32_t>(r) + 1u);
+}
+
+constexpr float kReciprocal3 = ReciprocalAbove(3), kReciprocal5 = ReciprocalAbove(5),
+                kReciprocal7 = ReciprocalAbove(7), kReciprocal15 = ReciprocalAbove(15),
+                kReciprocal45 = ReciprocalAbove(45);
+
+// Out is int32_t for the values as they are, uint16_t for the components as
+// stored (the value modulo 2^16).
+template <class Out>
+void WidenPortable(const int16_t* row, int groups, Out* out, bool firstShifted) {
   for (int k = 0; k < groups; ++k) {
     const int16_t* s = row + 4 * k;
-    int32_t* o = out + 5 * k;
-    o[0] = firstShifted ? s[1] : s[0];
-    o[1] = (s[0] + 4 * s[1]) / 5;
-    o[2] = (2 * s[1] + 3 * s[2]) / 5;
-    o[3] = (3 * s[2] + 2 * s[3]) / 5;
-    o[4] = (4 * s[3] + s[4]) / 5;
+    Out* o = out + 5 * k;
+    o[0] = static_cast<Out>(firstShifted ? s[1] : s[0]);
+    o[1] = static_cast<Out>((s[0] + 4 * s[1]) / 5);
+    o[2] = static_cast<Out>((2 * s[1] + 3 * s[2]) / 5);
+    o[3] = static_cast<Out>((3 * s[2] + 2 * s[3]) / 5);
+    o[4] = static_cast<Out>((4 * s[3] + s[4]) / 5);
+  }
+}
+
+// Eight columns to five at 0, 1.6, 3.2, 4.8 and 6.4.
+template <class Out>
+void EightToFivePortable(const int16_t* row, int groups, Out* out) {
+  for (int g = 0; g < groups; ++g) {
+    const int16_t* s = row + 8 * g;
+    Out* o = out + 5 * g;
+    o[0] = static_cast<Out>(s[0]);
+    o[1] = static_cast<Out>((2 * s[1] + 3 * s[2]) / 5);
+    o[2] = static_cast<Out>((4 * s[3] + s[4]) / 5);
+    o[3] = static_cast<Out>((s[4] + 4 * s[5]) / 5);
+    o[4] = static_cast<Out>((3 * s[6] + 2 * s[7]) / 5);
   }
 }
 
 #if defined(VOBREX_X86_SIMD)
 
-// x / d truncated toward zero in single precision, for d = 5, 15 and 45
-// and |x| below 2^18, 2^19 and 2^21 (the weighted sums of 16-bit samples
-// these divide): x is exact as a float; x times the float nearest 1/d,
-// rounded once (fused multiply-add), is x / d within |x / d| x 2^-23 <
-// 32768 x 2^-23 < 0.004 (relative errors of 2^-24 for the constant and for
-// the rounding). A bias of 0.01 toward x's sign then lifts an exact multiple
-// above its quotient without carrying any other value past the next integer
-// (x / d is at least 1/45 > 0.022 away from it), so truncating gives the
-// integer quotient. A test checks every x in each range.
+// x / d truncated toward zero in single precision, for d = 3, 5, 7, 15 and
+// 45 and |x| up to 2^17, 2^18, 2^18, 2^19 and 2^21 (the weighted sums of
+// 16-bit samples these divide): x is exact as a float, and it is multiplied
+// by r, the float at or just above 1/d, rounded once. For x = nd the exact
+// product is at least |n| in size and n is a float, so the rounded product
+// is too and truncating gives n. Otherwise |x / d| lies at least 1/d below
+// the next integer, and the product exceeds it by less than |x / d| x
+// 2^-22 < |x| / d x 2^-22 < 1/d (|x| < 2^22): truncating gives the integer
+// quotient. A test checks every x in each range.
 VOBREX_TARGET_AVX512 inline __m512i DivideExactly(__m512i x, float reciprocal) {
-  const __m512 v = _mm512_cvtepi32_ps(x);
-  const __m512i signBit = _mm512_and_si512(x, _mm512_set1_epi32(INT32_MIN));
-  const __m512 bias =
-      _mm512_castsi512_ps(_mm512_or_si512(signBit, _mm512_castps_si512(_mm512_set1_ps(0.01f))));
-  return _mm512_cvttps_epi32(_mm512_fmadd_ps(v, _mm512_set1_ps(reciprocal), bias));
+  return _mm512_cvttps_epi32(_mm512_mul_ps(_mm512_cvtepi32_ps(x), _mm512_set1_ps(reciprocal)));
 }
 
-VOBREX_TARGET_AVX512 inline __m512i DivideBy5(__m512i x) { return DivideExactly(x, 1.0f / 5); }
+VOBREX_TARGET_AVX512 inline __m512i DivideBy5(__m512i x) { return DivideExactly(x, kReciprocal5); }
+
+// Sixteen results stored as they are or as 16-bit components.
+VOBREX_TARGET_AVX512 inline void StoreLanes(int32_t* out, __mmask16 lanes, __m512i v) {
+  _mm512_mask_storeu_epi32(out, lanes, v);
+}
+// A narrowing store under a mask is slow; full vectors narrow in a
+// register and store plainly.
+VOBREX_TARGET_AVX512 inline void StoreLanes(uint16_t* out, __mmask16 lanes, __m512i v) {
+  if (lanes == 0xFFFF) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm512_cvtepi32_epi16(v));
+  } else {
+    _mm512_mask_cvtepi32_storeu_epi16(out, lanes, v);
+  }
+}
+
+// Two vectors of sixteen results, 32 values from `out`: as they are, or as
+// 16-bit components gathered from the low halves of both by one byte
+// permute and stored at once.
+struct PackLanes {
+  alignas(64) uint8_t index[64];
+};
+
+constexpr PackLanes MakePackLanes() {
+  PackLanes t{};
+  for (int k = 0; k < 32; ++k) {
+    t.index[2 * k] = static_cast<uint8_t>(4 * k);
+    t.index[2 * k + 1] = static_cast<uint8_t>(4 * k + 1);
+  }
+  return t;
+}
+
+constexpr PackLanes kPackLanes = MakePackLanes();
+
+VOBREX_TARGET_AVX512 inline void StorePair(int32_t* out, __m512i first, __m512i second) {
+  _mm512_storeu_si512(out, first);
+  _mm512_storeu_si512(out + 16, second);
+}
+VOBREX_TARGET_AVX512 inline void StorePair(uint16_t* out, __m512i first, __m512i second) {
+  _mm512_storeu_si512(
+      out, _mm512_permutex2var_epi8(first, _mm512_loadu_si512(kPackLanes.index), second));
+}
+
+VOBREX_TARGET_AVX512 inline __m512i DivideBy3(__m512i x) { return DivideExactly(x, kReciprocal3); }
+VOBREX_TARGET_AVX512 inline __m512i DivideBy7(__m512i x) { return DivideExactly(x, kReciprocal7); }
 
 // For output vector z of a step of sixteen groups (pixels 16z .. 16z + 15):
 // the first group it reads, and for each pixel the byte indices of its two
@@ -48,8 +118,8 @@ VOBREX_TARGET_AVX512 inline __m512i DivideBy5(__m512i x) { return DivideExactly(
 // (5 s / 5 is s exactly), the others their two weighted samples.
 struct Spread {
   int firstGroup[5];
-  uint8_t index[2][5][64];  // [firstShifted][z]
-  int16_t weight[2][5][32];
+  alignas(64) uint8_t index[2][5][64];  // [firstShifted][z]
+  alignas(64) int16_t weight[2][5][32];
 };
 
 constexpr Spread MakeSpread() {
@@ -80,9 +150,31 @@ constexpr Spread kSpread = MakeSpread();
 
 // Sixteen output pixels at a time, each from its pair of samples: a byte
 // permute gathers the pairs, a multiply-add weighs them.
-VOBREX_TARGET_AVX512 void WidenAvx512(const int16_t* row, int groups, int32_t* line,
+
+template <class Out>
+VOBREX_TARGET_AVX512 void WidenAvx512(const int16_t* row, int groups, Out* line,
                                       bool firstShifted) {
   const int shifted = firstShifted ? 1 : 0;
+  if (groups % 16 == 0) {
+    // Whole steps only (the still rows): no tail to mask, two vectors a
+    // store, and the tables read where they are used.
+    const __m512i* index = reinterpret_cast<const __m512i*>(kSpread.index[shifted]);
+    const __m512i* weight = reinterpret_cast<const __m512i*>(kSpread.weight[shifted]);
+    for (int q = 0; 16 * q < groups; ++q) {
+      const int16_t* step = row + 64 * q;
+      Out* out = line + 80 * q;
+#pragma GCC unroll 5
+      for (int z = 0; z < 5; ++z) {
+        const int16_t* window = step + 4 * kSpread.firstGroup[z];
+        const __m512i pairs =
+            _mm512_permutex2var_epi8(_mm512_loadu_si512(window), _mm512_loadu_si512(index + z),
+                                     _mm512_loadu_si512(window + 32));
+        StoreLanes(out + 16 * z, __mmask16(0xFFFF),
+                   DivideBy5(_mm512_madd_epi16(pairs, _mm512_loadu_si512(weight + z))));
+      }
+    }
+    return;
+  }
   __m512i index[5], weight[5];
   for (int z = 0; z < 5; ++z) {
     index[z] = _mm512_loadu_si512(kSpread.index[shifted][z]);
@@ -99,8 +191,126 @@ VOBREX_TARGET_AVX512 void WidenAvx512(const int16_t* row, int groups, int32_t* l
       const __m512i v = DivideBy5(_mm512_madd_epi16(pairs, weight[z]));
       const int left = pixels - first;
       const __mmask16 lanes = left >= 16 ? __mmask16(0xFFFF) : __mmask16((1u << left) - 1);
-      _mm512_mask_storeu_epi32(line + first, lanes, v);
+      StoreLanes(line + first, lanes, v);
     }
+  }
+}
+
+// The eight-to-five resampling in the same form: for output vector z of a
+// step of sixteen groups of eight columns, its first group, the byte
+// indices of each pixel's pair in a 64-sample window from there and the
+// pair's weights (phase 0 takes sample 0 with weight 5, exact).
+struct EighthSpread {
+  int firstGroup[5];
+  alignas(64) uint8_t index[5][64];
+  alignas(64) int16_t weight[5][32];
+};
+
+constexpr EighthSpread MakeEighthSpread() {
+  EighthSpread sp{};
+  constexpr int kSampleA[5] = {0, 1, 3, 4, 6}, kSampleB[5] = {1, 2, 4, 5, 7};
+  constexpr int kWeightA[5] = {5, 2, 4, 1, 3}, kWeightB[5] = {0, 3, 1, 4, 2};
+  for (int z = 0; z < 5; ++z) {
+    sp.firstGroup[z] = 16 * z / 5;
+    for (int t = 0; t < 16; ++t) {
+      const int p = 16 * z + t, g = p / 5, j = p % 5;
+      const int base = 8 * (g - sp.firstGroup[z]);
+      const int a = base + kSampleA[j], b = base + kSampleB[j];
+      sp.index[z][4 * t + 0] = static_cast<uint8_t>(2 * a);
+      sp.index[z][4 * t + 1] = static_cast<uint8_t>(2 * a + 1);
+      sp.index[z][4 * t + 2] = static_cast<uint8_t>(2 * b);
+      sp.index[z][4 * t + 3] = static_cast<uint8_t>(2 * b + 1);
+      sp.weight[z][2 * t] = static_cast<int16_t>(kWeightA[j]);
+      sp.weight[z][2 * t + 1] = static_cast<int16_t>(kWeightB[j]);
+    }
+  }
+  return sp;
+}
+
+constexpr EighthSpread kEighthSpread = MakeEighthSpread();
+
+// Sixteen groups (eighty pixels) a step; the last window of a 64-group row
+// reaches 32 samples past the row.
+template <class Out>
+VOBREX_TARGET_AVX512 void EightToFiveAvx512(const int16_t* row, int groups, Out* line) {
+  if (groups % 16 == 0) {
+    // Whole steps only (the still rows): no tail to mask.
+    const __m512i* index = reinterpret_cast<const __m512i*>(kEighthSpread.index);
+    const __m512i* weight = reinterpret_cast<const __m512i*>(kEighthSpread.weight);
+    for (int q = 0; 16 * q < groups; ++q) {
+      const int16_t* step = row + 128 * q;
+      Out* out = line + 80 * q;
+#pragma GCC unroll 5
+      for (int z = 0; z < 5; ++z) {
+        const int16_t* window = step + 8 * kEighthSpread.firstGroup[z];
+        const __m512i pairs =
+            _mm512_permutex2var_epi8(_mm512_loadu_si512(window), _mm512_loadu_si512(index + z),
+                                     _mm512_loadu_si512(window + 32));
+        StoreLanes(out + 16 * z, __mmask16(0xFFFF),
+                   DivideBy5(_mm512_madd_epi16(pairs, _mm512_loadu_si512(weight + z))));
+      }
+    }
+    return;
+  }
+  __m512i index[5], weight[5];
+  for (int z = 0; z < 5; ++z) {
+    index[z] = _mm512_loadu_si512(kEighthSpread.index[z]);
+    weight[z] = _mm512_loadu_si512(kEighthSpread.weight[z]);
+  }
+  const int pixels = 5 * groups;
+  for (int q = 0; 16 * q < groups; ++q) {
+    for (int z = 0; z < 5; ++z) {
+      const int first = 80 * q + 16 * z;
+      if (first >= pixels) break;
+      const int16_t* window = row + 8 * (16 * q + kEighthSpread.firstGroup[z]);
+      const __m512i pairs = _mm512_permutex2var_epi8(_mm512_loadu_si512(window), index[z],
+                                                     _mm512_loadu_si512(window + 32));
+      const __m512i v = DivideBy5(_mm512_madd_epi16(pairs, weight[z]));
+      const int left = pixels - first;
+      const __mmask16 lanes = left >= 16 ? __mmask16(0xFFFF) : __mmask16((1u << left) - 1);
+      StoreLanes(line + first, lanes, v);
+    }
+  }
+}
+
+// Sixteen values of a line and the mask of those below n.
+VOBREX_TARGET_AVX512 inline __mmask16 LanesBelow(int c, int n) {
+  const int left = n - c;
+  return left >= 16 ? __mmask16(0xFFFF) : __mmask16((1u << left) - 1);
+}
+
+VOBREX_TARGET_AVX512 void ComponentsAvx512(const int32_t* value, int n, uint16_t* out) {
+  for (int c = 0; c < n; c += 16) {
+    const __mmask16 lanes = LanesBelow(c, n);
+    StoreLanes(out + c, lanes, _mm512_maskz_loadu_epi32(lanes, value + c));
+  }
+}
+
+// The sums of the mixes stay far inside the ranges DivideExactly serves:
+// the resampled values are weighted means of 16-bit samples, so |value| <=
+// 2^15, |R + G + B| <= 3 x 2^15 < 2^17 and |2R + 4G + B| <= 7 x 2^15 < 2^18.
+VOBREX_TARGET_AVX512 void MeanAvx512(const int32_t* red, const int32_t* green, const int32_t* blue,
+                                     int n, uint16_t* out) {
+  for (int c = 0; c < n; c += 16) {
+    const __mmask16 lanes = LanesBelow(c, n);
+    const __m512i sum =
+        _mm512_add_epi32(_mm512_add_epi32(_mm512_maskz_loadu_epi32(lanes, red + c),
+                                          _mm512_maskz_loadu_epi32(lanes, green + c)),
+                         _mm512_maskz_loadu_epi32(lanes, blue + c));
+    StoreLanes(out + c, lanes, DivideBy3(sum));
+  }
+}
+
+VOBREX_TARGET_AVX512 void GreyAvx512(const int32_t* red, const int32_t* green, const int32_t* blue,
+                                     int n, uint16_t* out) {
+  for (int c = 0; c < n; c += 16) {
+    const __mmask16 lanes = LanesBelow(c, n);
+    const __m512i r = _mm512_maskz_loadu_epi32(lanes, red + c);
+    const __m512i g = _mm512_maskz_loadu_epi32(lanes, green + c);
+    const __m512i b = _mm512_maskz_loadu_epi32(lanes, blue + c);
+    const __m512i sum =
+        _mm512_add_epi32(_mm512_add_epi32(_mm512_slli_epi32(r, 1), _mm512_slli_epi32(g, 2)), b);
+    StoreLanes(out + c, lanes, DivideBy7(sum));
   }
 }
 
@@ -110,8 +320,8 @@ VOBREX_TARGET_AVX512 void WidenAvx512(const int16_t* row, int groups, int32_t* l
 // for each row of each kind.
 struct Fifteenths {
   int first[30];
-  uint8_t index[30][64];
-  int16_t weight[30][5][32];  // 0: a; 1: c, b of kind 1; 3: c, d of kind 2
+  alignas(64) uint8_t index[30][64];
+  alignas(64) int16_t weight[30][5][32];  // 0: a; 1: c, b of kind 1; 3: c, d of kind 2
 };
 
 constexpr Fifteenths MakeFifteenths() {
@@ -155,31 +365,46 @@ VOBREX_TARGET_AVX512 inline __m512i PairSums(const int16_t* row, int z, int weig
 // Kind 1 is c[u] (15 - p) + c[u + 1] p + b[u] 2 (15 - p) + b[u + 1] 2p and
 // kind 2 is c[u] (15 - p) + c[u + 1] 2p + d[u] 2 (15 - p) + d[u + 1] p: the
 // same integers as the scalar forms, summed in another order.
+VOBREX_TARGET_AVX512 inline __m512i FifteenVector(const int16_t* a, const int16_t* b,
+                                                  const int16_t* c, const int16_t* d, int kind,
+                                                  int z) {
+  if (kind == 0) return DivideExactly(PairSums(a, z, 0), kReciprocal15);
+  if (kind == 1) {
+    return DivideExactly(_mm512_add_epi32(PairSums(c, z, 1), PairSums(b, z, 2)), kReciprocal45);
+  }
+  return DivideExactly(_mm512_add_epi32(PairSums(c, z, 3), PairSums(d, z, 4)), kReciprocal45);
+}
+
+template <class Out>
 VOBREX_TARGET_AVX512 void FifteenAvx512(const int16_t* a, const int16_t* b, const int16_t* c,
-                                        const int16_t* d, int kind, int32_t* out) {
-  for (int z = 0; z < 30; ++z) {
-    __m512i v;
-    if (kind == 0) {
-      v = DivideExactly(PairSums(a, z, 0), 1.0f / 15);
-    } else if (kind == 1) {
-      v = DivideExactly(_mm512_add_epi32(PairSums(c, z, 1), PairSums(b, z, 2)), 1.0f / 45);
-    } else {
-      v = DivideExactly(_mm512_add_epi32(PairSums(c, z, 3), PairSums(d, z, 4)), 1.0f / 45);
+                                        const int16_t* d, int kind, Out* out) {
+  // One loop per kind, so that no step tests it.
+  if (kind == 0) {
+    for (int z = 0; z < 30; z += 2) {
+      StorePair(out + 16 * z, FifteenVector(a, b, c, d, 0, z), FifteenVector(a, b, c, d, 0, z + 1));
     }
-    _mm512_storeu_si512(out + 16 * z, v);
+  } else if (kind == 1) {
+    for (int z = 0; z < 30; z += 2) {
+      StorePair(out + 16 * z, FifteenVector(a, b, c, d, 1, z), FifteenVector(a, b, c, d, 1, z + 1));
+    }
+  } else {
+    for (int z = 0; z < 30; z += 2) {
+      StorePair(out + 16 * z, FifteenVector(a, b, c, d, 2, z), FifteenVector(a, b, c, d, 2, z + 1));
+    }
   }
 }
 
 #endif
 
+template <class Out>
 void FifteenPortable(const int16_t* a, const int16_t* b, const int16_t* c, const int16_t* d,
-                     int kind, int32_t* line) {
+                     int kind, Out* line) {
   switch (kind) {
     case 0:
       for (int q = 0; q < 32; ++q) {
         for (int p = 0; p < 15; ++p) {
           const int u = 16 * q + p;
-          line[15 * q + p] = (a[u] * (15 - p) + a[u + 1] * p) / 15;
+          line[15 * q + p] = static_cast<Out>((a[u] * (15 - p) + a[u + 1] * p) / 15);
         }
       }
       break;
@@ -187,7 +412,8 @@ void FifteenPortable(const int16_t* a, const int16_t* b, const int16_t* c, const
       for (int q = 0; q < 32; ++q) {
         for (int p = 0; p < 15; ++p) {
           const int u = 16 * q + p;
-          line[15 * q + p] = ((c[u] + 2 * b[u]) * (15 - p) + (c[u + 1] + 2 * b[u + 1]) * p) / 45;
+          line[15 * q + p] =
+              static_cast<Out>(((c[u] + 2 * b[u]) * (15 - p) + (c[u + 1] + 2 * b[u + 1]) * p) / 45);
         }
       }
       break;
@@ -197,7 +423,8 @@ void FifteenPortable(const int16_t* a, const int16_t* b, const int16_t* c, const
       for (int q = 0; q < 32; ++q) {
         for (int p = 0; p < 15; ++p) {
           const int u = 16 * q + p;
-          line[15 * q + p] = ((c[u] + 2 * d[u]) * (15 - p) + (d[u + 1] + 2 * c[u + 1]) * p) / 45;
+          line[15 * q + p] =
+              static_cast<Out>(((c[u] + 2 * d[u]) * (15 - p) + (d[u + 1] + 2 * c[u + 1]) * p) / 45);
         }
       }
       break;
@@ -207,26 +434,82 @@ void FifteenPortable(const int16_t* a, const int16_t* b, const int16_t* c, const
 }  // namespace
 
 int32_t WideningDivide(int32_t x, int32_t divisor) {
-  // The vector forms' steps on one value: the float product with the bias
-  // toward x's sign, fused, then truncated.
-  const float bias = x < 0 ? -0.01f : 0.01f;
-  return static_cast<int32_t>(
-      std::fma(static_cast<float>(x), 1.0f / static_cast<float>(divisor), bias));
+  // The vector forms' steps on one value: the float product, truncated.
+  const float product = static_cast<float>(x) * ReciprocalAbove(divisor);
+  return static_cast<int32_t>(product);
 }
 
-void WidenSixteenToFifteen(const int16_t* a, const int16_t* b, const int16_t* c, const int16_t* d,
-                           int kind, int32_t* out) {
+namespace {
+
+template <class Out>
+void Fifteen(const int16_t* a, const int16_t* b, const int16_t* c, const int16_t* d, int kind,
+             Out* out) {
 #if defined(VOBREX_X86_SIMD)
   if (ActiveSimdLevel() == SimdLevel::kAvx512) return FifteenAvx512(a, b, c, d, kind, out);
 #endif
   FifteenPortable(a, b, c, d, kind, out);
 }
 
-void WidenFourToFive(const int16_t* row, int groups, int32_t* out, bool firstShifted) {
+template <class Out>
+void EightToFive(const int16_t* row, int groups, Out* out) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) return EightToFiveAvx512(row, groups, out);
+#endif
+  EightToFivePortable(row, groups, out);
+}
+
+template <class Out>
+void FourToFive(const int16_t* row, int groups, Out* out, bool firstShifted) {
 #if defined(VOBREX_X86_SIMD)
   if (ActiveSimdLevel() == SimdLevel::kAvx512) return WidenAvx512(row, groups, out, firstShifted);
 #endif
   WidenPortable(row, groups, out, firstShifted);
+}
+
+}  // namespace
+
+void NarrowComponents(const int32_t* value, int n, uint16_t* out) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) return ComponentsAvx512(value, n, out);
+#endif
+  for (int c = 0; c < n; ++c) out[c] = static_cast<uint16_t>(value[c]);
+}
+
+void MixMean(const int32_t* red, const int32_t* green, const int32_t* blue, int n, uint16_t* out) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) return MeanAvx512(red, green, blue, n, out);
+#endif
+  for (int c = 0; c < n; ++c) out[c] = static_cast<uint16_t>((red[c] + green[c] + blue[c]) / 3);
+}
+
+void MixGrey(const int32_t* red, const int32_t* green, const int32_t* blue, int n, uint16_t* out) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) return GreyAvx512(red, green, blue, n, out);
+#endif
+  for (int c = 0; c < n; ++c) {
+    out[c] = static_cast<uint16_t>((2 * red[c] + 4 * green[c] + blue[c]) / 7);
+  }
+}
+
+void WidenSixteenToFifteen(const int16_t* a, const int16_t* b, const int16_t* c, const int16_t* d,
+                           int kind, int32_t* out) {
+  Fifteen(a, b, c, d, kind, out);
+}
+void WidenSixteenToFifteen(const int16_t* a, const int16_t* b, const int16_t* c, const int16_t* d,
+                           int kind, uint16_t* out) {
+  Fifteen(a, b, c, d, kind, out);
+}
+void WidenEightToFive(const int16_t* row, int groups, int32_t* out) {
+  EightToFive(row, groups, out);
+}
+void WidenEightToFive(const int16_t* row, int groups, uint16_t* out) {
+  EightToFive(row, groups, out);
+}
+void WidenFourToFive(const int16_t* row, int groups, int32_t* out, bool firstShifted) {
+  FourToFive(row, groups, out, firstShifted);
+}
+void WidenFourToFive(const int16_t* row, int groups, uint16_t* out, bool firstShifted) {
+  FourToFive(row, groups, out, firstShifted);
 }
 
 }  // namespace vobrex

@@ -15,6 +15,14 @@ namespace vobrex {
 // that far); writes out[0 .. 5 groups - 1].
 void WidenFourToFive(const int16_t* row, int groups, int32_t* out, bool firstShifted);
 
+// The same resamplings storing each result as a 16-bit component (the
+// value modulo 2^16), for pictures whose components are the values as they
+// are.
+void WidenFourToFive(const int16_t* row, int groups, uint16_t* out, bool firstShifted);
+void WidenSixteenToFifteen(const int16_t* a, const int16_t* b, const int16_t* c, const int16_t* d,
+                           int kind, uint16_t* out);
+void WidenEightToFive(const int16_t* row, int groups, uint16_t* out);
+
 // Sixteen columns to fifteen, for the 480-wide still pictures: output
 // column 15q + p from columns u = 16q + p and u + 1, p = 0..14, q = 0..31,
 // rows a..d of the plane (four plane rows to three picture rows):
@@ -26,11 +34,26 @@ void WidenFourToFive(const int16_t* row, int groups, int32_t* out, bool firstShi
 void WidenSixteenToFifteen(const int16_t* a, const int16_t* b, const int16_t* c, const int16_t* d,
                            int kind, int32_t* out);
 
+// Eight columns to five, for the 320-wide still pictures: for g = 0..groups
+// - 1, from s = row + 8g: out[5g] = s[0], out[5g + 1] = (2 s[1] + 3 s[2]) / 5,
+// out[5g + 2] = (4 s[3] + s[4]) / 5, out[5g + 3] = (s[4] + 4 s[5]) / 5,
+// out[5g + 4] = (3 s[6] + 2 s[7]) / 5, truncating toward zero. Reads up to
+// 32 samples past the last group (the next row, which the planes have).
+void WidenEightToFive(const int16_t* row, int groups, int32_t* out);
+
+// The component lines of a picture row from its resampled values, stored
+// as 16 bits (wrapping): each value as it is, the mean (R + G + B) / 3, and
+// the grey level (2R + 4G + B) / 7, truncating toward zero. The values are
+// those of the resamplings (weighted means of 16-bit samples).
+void NarrowComponents(const int32_t* value, int n, uint16_t* out);
+void MixMean(const int32_t* red, const int32_t* green, const int32_t* blue, int n, uint16_t* out);
+void MixGrey(const int32_t* red, const int32_t* green, const int32_t* blue, int n, uint16_t* out);
+
 // x / divisor truncated toward zero as the vector paths form it (in single
-// precision, see widening.cpp); equal to the integer quotient for divisor 5
-// and |x| <= 2^18, divisor 15 and |x| <= 2^19, divisor 45 and |x| <= 2^21,
-// the ranges of the weighted sums of 16-bit samples they divide. For the
-// tests.
+// precision, see widening.cpp); equal to the integer quotient for divisor 3
+// and |x| <= 2^17, divisor 5 and |x| <= 2^18, divisor 7 and |x| <= 2^18, divisor 15 and |x| <=
+// 2^19, divisor 45 and |x| <= 2^21, the ranges of the weighted sums of 16-bit samples they divide.
+// For the tests.
 int32_t WideningDivide(int32_t x, int32_t divisor);
 
 }  // namespace vobrex
