@@ -253,5 +253,42 @@ TEST_F(GridTest, LevellingGivesTheSameGridOnTheVectorAndPortablePaths) {
   EXPECT_EQ(Differences(portable, vector), 0);
 }
 
+// Green bands of sixteen rows in turn: stripes in both directions over
+// near-flat stretches (lines, flat and median sites), noise between the
+// ends -1024 and 3071 of the range the 16-bit form serves (the largest
+// second differences and deviations it meets) with one row far outside it,
+// noise in -12000 .. 12000
+// (sums that leave 16 bits) and noise over the whole 16-bit range. Red and
+// blue hold noise over the whole range (median pairs whose sums leave 16
+// bits).
+TEST_F(GridTest, CompletionsGiveTheSameGridOnTheVectorAndPortablePaths) {
+  std::mt19937 random(3);
+  for (int row = 0; row < kGridSide; ++row) {
+    for (int c = 0; c < kGridSide; ++c) {
+      const int noise = int(random() % 64);
+      int value = 0;
+      switch (row / 16 % 4) {
+        case 0:
+          value = 200 + (c / 7 % 3 == 0 ? 400 : 0) + (row / 5 % 4 == 0 ? 300 : 0) + noise % 8;
+          break;
+        case 1:
+          value = random() % 2 ? -1024 + noise : 3071 - noise;
+          // One row far outside, three below the last row of a group.
+          if (row % 16 == 10) value = value < 0 ? -30000 : 30000;
+          break;
+        case 2: value = random() % 2 ? -12000 + noise : 12000 - noise; break;
+        default: value = int16_t(random()); break;
+      }
+      grid_.At(kGreenPlane, row, c) = int16_t(value);
+      grid_.At(kRedPlane, row, c) = int16_t(random());
+      grid_.At(kBluePlane, row, c) = int16_t(random());
+    }
+  }
+  std::vector<int16_t> vector;
+  const std::vector<int16_t> portable = OnBothPaths(
+      block_, [&] { CompleteGreen(grid_), CompleteRed(grid_), CompleteBlue(grid_); }, vector);
+  EXPECT_EQ(Differences(portable, vector), 0);
+}
+
 }  // namespace
 }  // namespace vobrex

@@ -9,6 +9,7 @@
 #include <random>
 #include <vector>
 
+#include "capture/channel_tables.h"
 #include "hires/hires_driver.h"
 #include "hires/hires_resample.h"
 #include "mosaic/hires_mosaic.h"
@@ -90,6 +91,26 @@ TEST_F(ResampleTest, NegativeSumsTruncateTowardZero) {
   EXPECT_EQ(Run(3, 1)[1 * 3], 0);     // grey: (2 x -1 + 0 + 0) / 7 = 0
 }
 
+// Sites over the whole 16-bit range, so that the weighted sums of every
+// resampler leave 16 bits and are negative and odd in places: the rows the
+// vector path hands on equal the buffer of the portable path.
+TEST_F(ResampleTest, RowsOnTheVectorPathEqualThePortableBufferOverTheWholeRange) {
+  std::mt19937 random(9);
+  for (int plane = 0; plane < 3; ++plane) Fill(plane, [&](int, int) { return int16_t(random()); });
+  for (int member = 0; member < 6; ++member) {
+    for (int orientation : {1, 2}) {
+      SetSimdLevel(SimdLevel::kScalar);
+      const std::vector<uint16_t> want = Run(member, orientation);
+      SetSimdLevel(SupportedSimdLevel());
+      std::vector<uint16_t> got(want.size(), 0xABCD);
+      StillArray rows(got.data());
+      const int width = kWidths[member % 3], height = kHeights[member % 3];
+      ResampleRows(grid_, kMembers[member], width, height, orientation, rows);
+      EXPECT_TRUE(got == want) << member << " " << orientation;
+    }
+  }
+}
+
 // A smooth scene at any size, as the sensor's 1012 x 960 view: gradients and
 // waves of 250 to 750 pixels, inside 30..225.
 mosaic::Image Scene(int width, int height) {
@@ -168,6 +189,18 @@ TEST(HighResDriverTest, VectorDivisionByFiveIsExactOverTheWeightedSums) {
   EXPECT_EQ(wrong, 0);
 }
 
+// Line y of line block b is the 512 bytes from (256 b + y) 512, widened.
+class FrameLines final : public ExposureLines {
+ public:
+  explicit FrameLines(const std::vector<uint8_t>& frame) : frame_(frame) {}
+  void Read(int block, int y, int16_t* line) const override {
+    std::copy_n(frame_.begin() + (256 * block + y) * 512, 512, line);
+  }
+
+ private:
+  const std::vector<uint8_t>& frame_;
+};
+
 // The rows handed on as the grid streams through its window against the
 // whole-grid conversion, on both paths, for every size and kind, with the
 // levelling on and off, on a scene with stretches of noise (objects, edges
@@ -206,7 +239,46 @@ TEST(HighResDriverTest, StreamedRowsEqualTheWholeGridConversion) {
           ASSERT_EQ(written, got.size());
           EXPECT_TRUE(std::equal(got.begin(), got.end(), want.get()))
               << int(level) << " " << subMode << " " << format << " " << defects;
+          // The same stream reading the samples line by line.
+          ASSERT_TRUE(HighResStreams(cam));
+          std::fill(got.begin(), got.end(), 0xABCD);
+          StillArray lineRows(got.data());
+          const Owned<int16_t> window = AllocateHighResWindow();
+          StreamHighResRows(cam, FrameLines(frame), window, lineRows, written);
+          ASSERT_EQ(written, got.size());
+          EXPECT_TRUE(std::equal(got.begin(), got.end(), want.get())) << "by lines";
         }
+      }
+    }
+  }
+  SetSimdLevel(SupportedSimdLevel());
+}
+
+// Stretches of a frame widened on their own, starting at even and odd
+// offsets, across field and block ends and into the bytes past the
+// balanced blocks, against the frame widened whole.
+TEST(HighResDriverTest, WideningStretchesEqualsWideningTheFrame) {
+  std::mt19937 random(4);
+  std::vector<uint8_t> raw(3 * kMosaicBlockSamples + 1000);
+  for (uint8_t& b : raw) b = uint8_t(random());
+  SampleChannelTables tables;
+  for (int c = 0; c < 4; ++c) {
+    for (int v = 0; v < 256; ++v) tables.table[c][v] = int16_t(1000 * c + 3 * v - 200);
+  }
+  const int blocks = 2;  // the third block is widened by the plain table
+  std::vector<int16_t> whole(raw.size());
+  WidenRawBytes(whole.data(), raw.data(), int64_t(raw.size()), blocks, tables);
+  const PreparedChannelTables prepared = PrepareChannelTables(tables);
+  for (SimdLevel level : {SimdLevel::kScalar, SupportedSimdLevel()}) {
+    SetSimdLevel(level);
+    for (int64_t at : {0, 1, 511, kMosaicFieldSamples - 33, kMosaicBlockSamples - 1,
+                       2 * kMosaicBlockSamples - 100, 3 * kMosaicBlockSamples - 7}) {
+      for (int64_t n : {1, 64, 129, 512, 900}) {
+        if (at + n > int64_t(raw.size())) continue;
+        std::vector<int16_t> part(size_t(n), 0x5A5A);
+        WidenRawRange(part.data(), raw.data(), at, n, blocks, prepared);
+        EXPECT_TRUE(std::equal(part.begin(), part.end(), whole.begin() + at))
+            << int(level) << " " << at << " " << n;
       }
     }
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "platform/cpu_features.h"
 #include "platform/simd.h"
@@ -167,16 +168,28 @@ VOBREX_TARGET_AVX512 inline void LookupWords512(int16_t* out, __m512i x, const W
   _mm512_storeu_si512(out + 32, _mm512_permutex2var_epi8(low, mix.second, up));
 }
 
-VOBREX_TARGET_AVX512 void WidenAvx512(int16_t* out, const uint8_t* in, int64_t n,
-                                      const int16_t* even, const int16_t* odd) {
-  const WordTable512 e = SplitTable512(even);
-  const WordTable512 o = SplitTable512(odd);
+VOBREX_TARGET_AVX512 void WidenSplitAvx512(int16_t* out, const uint8_t* in, int64_t n,
+                                           const WordTable512& e, const WordTable512& o,
+                                           const int16_t* even, const int16_t* odd) {
   const Interleave512 mix = MakeInterleave512();
   int64_t i = 0;
   for (; i + 64 <= n; i += 64) {
     LookupWords512(out + i, _mm512_loadu_si512(in + i), e, o, mix);
   }
   WidenPortable(out + i, in + i, n - i, even, odd);
+}
+
+VOBREX_TARGET_AVX512 void WidenAvx512(int16_t* out, const uint8_t* in, int64_t n,
+                                      const int16_t* even, const int16_t* odd) {
+  WidenSplitAvx512(out, in, n, SplitTable512(even), SplitTable512(odd), even, odd);
+}
+
+// The same with the tables split beforehand.
+VOBREX_TARGET_AVX512 void WidenPreparedAvx512(int16_t* out, const uint8_t* in, int64_t n,
+                                              const PreparedChannelTables& t, int even, int odd) {
+  const WordTable512 e{LoadTable512(t.low[even]), LoadTable512(t.high[even])};
+  const WordTable512 o{LoadTable512(t.low[odd]), LoadTable512(t.high[odd])};
+  WidenSplitAvx512(out, in, n, e, o, t.words.table[even], t.words.table[odd]);
 }
 
 VOBREX_TARGET_AVX512 void ZeroExtendAvx512(int16_t* out, const uint8_t* in, int64_t n) {
@@ -269,6 +282,51 @@ void WidenRawBytes(int16_t* samples, const uint8_t* raw, int64_t count, int bloc
     if (plain) return ZeroExtendPortable(samples + at, raw + at, n);
     WidenPortable(samples + at, raw + at, n, tables.table[even], tables.table[odd]);
   });
+  static_cast<void>(wide);
+}
+
+PreparedChannelTables PrepareChannelTables(const SampleChannelTables& tables) {
+  PreparedChannelTables t{};
+  t.words = tables;
+  for (int c = 0; c < 4; ++c) {
+    for (int v = 0; v < 256; ++v) {
+      const auto word = static_cast<uint16_t>(tables.table[c][v]);
+      t.low[c][v] = static_cast<uint8_t>(word & 0xFF);
+      t.high[c][v] = static_cast<uint8_t>(word >> 8);
+    }
+  }
+  return t;
+}
+
+// The runs of WidenRawBytes that meet `at` .. `at` + n, cut to it. Fields
+// start at even offsets, so a run starting at an odd offset has its even
+// and odd tables swapped.
+void WidenRawRange(int16_t* out, const uint8_t* raw, int64_t at, int64_t n, int blocks,
+                   const PreparedChannelTables& tables) {
+  const bool wide = UseAvx512();
+  const int64_t balanced = int64_t{blocks} * kMosaicBlockSamples;
+  for (int64_t i = at; i < at + n;) {
+    const int64_t field = i / kMosaicFieldSamples;
+    int even = kChannelPlain, odd = kChannelPlain;
+    int64_t end = at + n;
+    if (i < balanced) {
+      const FieldTables& f = field % 2 == 0 ? kFirstField : kSecondField;
+      even = f.even;
+      odd = f.odd;
+      end = std::min(end, (field + 1) * kMosaicFieldSamples);
+    }
+    if (i % 2 != 0) std::swap(even, odd);
+#if defined(VOBREX_X86_SIMD)
+    if (wide) {
+      WidenPreparedAvx512(out + (i - at), raw + i, end - i, tables, even, odd);
+      i = end;
+      continue;
+    }
+#endif
+    WidenPortable(out + (i - at), raw + i, end - i, tables.words.table[even],
+                  tables.words.table[odd]);
+    i = end;
+  }
   static_cast<void>(wide);
 }
 

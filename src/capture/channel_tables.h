@@ -36,6 +36,21 @@ void MapRawBytes(uint8_t* raw, int64_t count, int blocks, const ByteChannelTable
 void WidenRawBytes(int16_t* samples, const uint8_t* raw, int64_t count, int blocks,
                    const SampleChannelTables& tables);
 
+// Sample tables with each table's low and high bytes apart, as the
+// vector lookups take them: prepared once for passes that widen many short
+// stretches of a frame.
+struct PreparedChannelTables {
+  SampleChannelTables words;
+  alignas(64) uint8_t low[4][256];
+  alignas(64) uint8_t high[4][256];
+};
+PreparedChannelTables PrepareChannelTables(const SampleChannelTables& tables);
+
+// out[j] = samples[at + j] of WidenRawBytes for j < n, for any count past
+// at + n: the same tables by the same colours, over part of a frame.
+void WidenRawRange(int16_t* out, const uint8_t* raw, int64_t at, int64_t n, int blocks,
+                   const PreparedChannelTables& tables);
+
 // samples[i] = table of its colour [samples[i]] for samples that hold 0..255.
 void MapByteSamples(int16_t* samples, int64_t count, int blocks, const SampleChannelTables& tables);
 

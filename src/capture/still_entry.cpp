@@ -206,14 +206,10 @@ SampleChannelTables BalanceTables(Camera& cam, const Source& source, const int16
   return t;
 }
 
-// Fills `samples` from `raw` as WidenFrame, the defect repair (when due)
-// and the balance step would; `video` selects the balance of the video
-// path. Returns false when only the white reference was to be measured.
-bool WidenAndBalanceByTables(Camera& cam, const uint8_t* raw, int16_t* samples, int code,
-                             bool defects, bool video) {
+// The settings the chain sets on its way, and the widening table of the
+// byte values; returns the kind of balance that follows.
+BalanceKind SetUpChain(Camera& cam, bool video, int16_t (&widen)[256]) {
   CameraModes& m = cam.modes;
-  const int64_t count = cam.sampleCount.rawSampleCount;
-  const int blocks = ResolutionScale(code);
   BalanceKind kind = BalanceKind::kNone;
   bool expand = false;
   if (video) {
@@ -232,12 +228,28 @@ bool WidenAndBalanceByTables(Camera& cam, const uint8_t* raw, int16_t* samples, 
       kind = BalanceKind::kManual;
     }
   }
-  int16_t widen[256];
   for (int v = 0; v < 256; ++v) {
     widen[v] = expand ? MapSample(m.wbMode, static_cast<int16_t>(v),
                                   kCurveTables.expandTable.data(), kExpandTableLength)
                       : static_cast<int16_t>(v);
   }
+  return kind;
+}
+
+// False when only the white reference was to be measured.
+bool ImageFollows(const Camera& cam, BalanceKind kind, bool video) {
+  return video || !(kind == BalanceKind::kWidened && cam.modes.wbOnly == 1);
+}
+
+// Fills `samples` from `raw` as WidenFrame, the defect repair (when due)
+// and the balance step would; `video` selects the balance of the video
+// path. Returns false when only the white reference was to be measured.
+bool WidenAndBalanceByTables(Camera& cam, const uint8_t* raw, int16_t* samples, int code,
+                             bool defects, bool video) {
+  const int64_t count = cam.sampleCount.rawSampleCount;
+  const int blocks = ResolutionScale(code);
+  int16_t widen[256];
+  const BalanceKind kind = SetUpChain(cam, video, widen);
   if (defects) {
     ExpandSamples(samples, raw, static_cast<int32_t>(count));
     CorrectDefects(cam, samples, code);
@@ -249,7 +261,57 @@ bool WidenAndBalanceByTables(Camera& cam, const uint8_t* raw, int16_t* samples, 
     const SampleChannelTables t = BalanceTables(cam, WidenedBytes{raw, widen}, widen, code, kind);
     WidenRawBytes(samples, raw, count, blocks, t);
   }
-  return video || !(kind == BalanceKind::kWidened && m.wbOnly == 1);
+  return ImageFollows(cam, kind, video);
+}
+
+// The lines of a high-resolution frame widened through the chain's tables
+// as the grid takes them: line y of line block b is the 512 samples from
+// (b * 256 + y) * 512.
+class WidenedRawLines final : public ExposureLines {
+ public:
+  WidenedRawLines(const uint8_t* raw, const SampleChannelTables& tables, int blocks)
+      : raw_(raw), tables_(PrepareChannelTables(tables)), blocks_(blocks) {}
+  void Read(int block, int y, int16_t* line) const override {
+    const int64_t at = (int64_t{block} * 256 + y) * 512;
+    WidenRawRange(line, raw_, at, 512, blocks_, tables_);
+  }
+
+ private:
+  const uint8_t* raw_;
+  const PreparedChannelTables tables_;
+  int blocks_;
+};
+
+// True when a high-resolution still can be converted straight from the raw
+// bytes: the chain is one table per colour (no defect repair, no gain by
+// position) and the grid streams. The balance stage changes no setting
+// the streaming depends on.
+bool StreamsFromRawBytes(const Camera& cam, int code, bool defects) {
+  return code == kHighResolutionCode && !defects && CanBalanceByTables(cam, code) &&
+         HighResStreams(cam);
+}
+
+enum class Streamed { kFailed, kBalanceOnly, kConverted };
+
+// The high-resolution conversion from the raw bytes, with no widened frame:
+// the grid's window is requested where the sample buffer would be, then
+// the balance runs its estimate on the bytes, and the grid widens each line
+// as it places it.
+Streamed ConvertHighResFromRawBytes(Camera& cam, const uint8_t* raw, uint8_t* pixels,
+                                    uint32_t sizedFor) {
+  const Owned<int16_t> window = AllocateHighResWindow();
+  if (!window) return Streamed::kFailed;
+  int16_t widen[256];
+  const BalanceKind kind = SetUpChain(cam, false, widen);
+  const SampleChannelTables t =
+      BalanceTables(cam, WidenedBytes{raw, widen}, widen, kHighResolutionCode, kind);
+  if (!ImageFollows(cam, kind, false)) return Streamed::kBalanceOnly;
+  PackedStillRows rows(cam, pixels, sizedFor, false);
+  std::size_t written = 0;
+  StreamHighResRows(cam, WidenedRawLines(raw, t, ResolutionScale(kHighResolutionCode)), window,
+                    rows, written);
+  rows.PackZeros(written);
+  return Streamed::kConverted;
 }
 
 // Option 'u' filters. A full-size standard still gets them only with the
@@ -310,19 +372,24 @@ int ConvertCamFrame(Camera& cam, const uint8_t* raw, uint8_t* out, int code) {
   uint8_t* pixels = out + FramingOffset(m);
 
   const bool defects = m.defectFixOn != 0 && m.stillFilter != 1;
-  Owned<int16_t> samples;
-  if (CanBalanceByTables(cam, code)) {
-    samples = AllocateArray<int16_t>(SamplesReadFor(code));
-    if (!samples) return 0;
-    if (!WidenAndBalanceByTables(cam, raw, samples.get(), code, defects, false)) return 1;
+  if (StreamsFromRawBytes(cam, code, defects)) {
+    const Streamed done = ConvertHighResFromRawBytes(cam, raw, pixels, sizedFor);
+    if (done == Streamed::kFailed) return 0;
+    if (done == Streamed::kBalanceOnly) return 1;
   } else {
-    samples = WidenFrame(cam, raw, code);
-    if (!samples) return 0;
-    if (defects) CorrectDefects(cam, samples.get(), code);
-    if (!BalanceStill(cam, samples.get(), code)) return 1;
+    Owned<int16_t> samples;
+    if (CanBalanceByTables(cam, code)) {
+      samples = AllocateArray<int16_t>(SamplesReadFor(code));
+      if (!samples) return 0;
+      if (!WidenAndBalanceByTables(cam, raw, samples.get(), code, defects, false)) return 1;
+    } else {
+      samples = WidenFrame(cam, raw, code);
+      if (!samples) return 0;
+      if (defects) CorrectDefects(cam, samples.get(), code);
+      if (!BalanceStill(cam, samples.get(), code)) return 1;
+    }
+    if (!ConvertAndPack(cam, samples, code, pixels, sizedFor, false)) return 0;
   }
-
-  if (!ConvertAndPack(cam, samples, code, pixels, sizedFor, false)) return 0;
   const int32_t bytes = PackedBytes(sizedFor, m);
 
   if (ImageFits(m, bytes)) {

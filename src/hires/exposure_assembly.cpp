@@ -24,14 +24,11 @@ enum class Parity { kEven = 0, kOdd = 1 };
 // (the last odd sample of exposures 0 and 3). Exposures 1 and 2 leave the
 // first column of their odd-sample colour empty (column 0, respectively 1):
 // it takes the nearest sample of the same colour two columns to the right.
-void PlaceLine(const int16_t* samples, const WorkGrid& grid, int exposure, LineKind kind,
-               Parity parity, int plane, int y) {
+void PlaceLineFrom(const int16_t* line, const WorkGrid& grid, int exposure, LineKind kind,
+                   Parity parity, int plane, int y) {
   const ExposurePhase& phase = kExposures[exposure];
-  const int block = 2 * exposure + (kind == LineKind::kRedGreen ? 1 : 0);
   const int rowPhase = kind == LineKind::kRedGreen ? phase.redGreenRow : phase.greenBlueRow;
   const int first = static_cast<int>(parity);
-  const int16_t* line = samples + static_cast<std::ptrdiff_t>(block) * kLineBlockSamples +
-                        static_cast<std::ptrdiff_t>(y) * kExposureLineSamples;
   int16_t* row = grid.Plane(plane) + WorkGrid::Offset(4 * y + rowPhase, 0);
   for (int n = first; n < kExposureLineSamples; n += 2) {
     const int col = phase.column + 2 * n;
@@ -42,6 +39,18 @@ void PlaceLine(const int16_t* samples, const WorkGrid& grid, int exposure, LineK
     if (exposure == 1) row[0] = row[2];
     if (exposure == 2) row[1] = row[3];
   }
+}
+
+// Line y of exposure `exposure`'s line block of `kind`.
+const int16_t* LineOf(const int16_t* samples, int exposure, LineKind kind, int y) {
+  const int block = 2 * exposure + (kind == LineKind::kRedGreen ? 1 : 0);
+  return samples + static_cast<std::ptrdiff_t>(block) * kLineBlockSamples +
+         static_cast<std::ptrdiff_t>(y) * kExposureLineSamples;
+}
+
+void PlaceLine(const int16_t* samples, const WorkGrid& grid, int exposure, LineKind kind,
+               Parity parity, int plane, int y) {
+  PlaceLineFrom(LineOf(samples, exposure, kind, y), grid, exposure, kind, parity, plane, y);
 }
 
 void PlaceExposure(const int16_t* samples, const WorkGrid& grid, int exposure, LineKind kind,
@@ -168,10 +177,13 @@ constexpr int kExposureOfPhase[4] = {1, 2, 0, 3};
 
 // Every line lands in its own row and columns, so the lines can be placed
 // in any order; the rows are cleared first, as the block would be.
-void PlaceLines(const int16_t* samples, const WorkGrid& grid, int y) {
+void PlaceLines(const int16_t* const (&lines)[8], const WorkGrid& grid, int y) {
   auto clear = [&grid, y](int plane, int first, int count) {
     int16_t* rows = grid.Plane(plane) + WorkGrid::Offset(4 * y + first, 0);
     std::fill(rows, rows + count * kGridSide, int16_t{0});
+  };
+  auto line = [&lines](int exposure, LineKind kind) {
+    return lines[2 * exposure + (kind == LineKind::kRedGreen ? 1 : 0)];
   };
 #if defined(VOBREX_X86_SIMD)
   if (ActiveSimdLevel() == SimdLevel::kAvx512) {
@@ -181,13 +193,8 @@ void PlaceLines(const int16_t* samples, const WorkGrid& grid, int y) {
     for (const PlacedRow& placed : kPlacedRows) {
       const int exposureA = kExposureOfPhase[placed.phaseA];
       const int exposureB = kExposureOfPhase[placed.phaseA + 2];
-      const int kind = placed.kind == LineKind::kRedGreen ? 1 : 0;
-      auto line = [&](int exposure) {
-        return samples + static_cast<std::ptrdiff_t>(2 * exposure + kind) * kLineBlockSamples +
-               static_cast<std::ptrdiff_t>(y) * kExposureLineSamples;
-      };
       int16_t* row = grid.Plane(placed.plane) + WorkGrid::Offset(4 * y + placed.row, 0);
-      PlaceRowAvx512(line(exposureA), line(exposureB), row,
+      PlaceRowAvx512(line(exposureA, placed.kind), line(exposureB, placed.kind), row,
                      kPlacePatterns[placed.phaseA][static_cast<int>(placed.parity)]);
       if (placed.parity == Parity::kOdd) row[placed.phaseA] = row[placed.phaseA + 2];
     }
@@ -196,11 +203,22 @@ void PlaceLines(const int16_t* samples, const WorkGrid& grid, int y) {
 #endif
   for (int plane = 0; plane < 3; ++plane) clear(plane, 0, 4);
   for (int k = 0; k < 4; ++k) {
-    PlaceLine(samples, grid, k, LineKind::kGreenBlue, Parity::kEven, kGreenPlane, y);
-    PlaceLine(samples, grid, k, LineKind::kRedGreen, Parity::kOdd, kGreenPlane, y);
-    PlaceLine(samples, grid, k, LineKind::kRedGreen, Parity::kEven, kRedPlane, y);
-    PlaceLine(samples, grid, k, LineKind::kGreenBlue, Parity::kOdd, kBluePlane, y);
+    const int16_t* greenBlue = line(k, LineKind::kGreenBlue);
+    const int16_t* redGreen = line(k, LineKind::kRedGreen);
+    PlaceLineFrom(greenBlue, grid, k, LineKind::kGreenBlue, Parity::kEven, kGreenPlane, y);
+    PlaceLineFrom(redGreen, grid, k, LineKind::kRedGreen, Parity::kOdd, kGreenPlane, y);
+    PlaceLineFrom(redGreen, grid, k, LineKind::kRedGreen, Parity::kEven, kRedPlane, y);
+    PlaceLineFrom(greenBlue, grid, k, LineKind::kGreenBlue, Parity::kOdd, kBluePlane, y);
   }
+}
+
+void PlaceLines(const int16_t* samples, const WorkGrid& grid, int y) {
+  const int16_t* lines[8];
+  for (int block = 0; block < 8; ++block) {
+    lines[block] = samples + static_cast<std::ptrdiff_t>(block) * kLineBlockSamples +
+                   static_cast<std::ptrdiff_t>(y) * kExposureLineSamples;
+  }
+  PlaceLines(lines, grid, y);
 }
 
 // Rows 4i and 4i+1 came from the green/blue line blocks, rows 4i+2 and 4i+3
@@ -221,22 +239,39 @@ VOBREX_TARGET_AVX512 inline __m512i Merged(const int16_t* even, const int16_t* o
   return _mm512_mask_blend_epi16(0xAAAAAAAAu, _mm512_loadu_si512(even), _mm512_loadu_si512(odd));
 }
 
-// The sum of a group's four values in a merged vector.
-VOBREX_TARGET_AVX512 inline __m512i GroupSum(__m512i merged) {
-  const __m512i pairs = _mm512_madd_epi16(merged, _mm512_set1_epi16(1));
+// The pair sums of a merged vector (32-bit lanes), and the sum of a
+// group's four values from them, in both 32-bit halves of its lane.
+VOBREX_TARGET_AVX512 inline __m512i PairSums(__m512i merged) {
+  return _mm512_madd_epi16(merged, _mm512_set1_epi16(1));
+}
+VOBREX_TARGET_AVX512 inline __m512i GroupTotal(__m512i pairs) {
   return _mm512_add_epi32(pairs, _mm512_shuffle_epi32(pairs, _MM_PERM_CDAB));
 }
 
-// The summed absolute deviation of a group's eight values in two merged
-// vectors from `mean`.
-VOBREX_TARGET_AVX512 inline __m512i GroupDeviation(__m512i a, __m512i b, __m512i mean) {
-  const __m512i lowHalf = _mm512_set1_epi32(1);  // weights 1 and 0: the low value
-  const __m512i d = _mm512_add_epi32(
-      _mm512_add_epi32(_mm512_abs_epi32(_mm512_sub_epi32(_mm512_madd_epi16(a, lowHalf), mean)),
-                       _mm512_abs_epi32(_mm512_sub_epi32(_mm512_srai_epi32(a, 16), mean))),
-      _mm512_add_epi32(_mm512_abs_epi32(_mm512_sub_epi32(_mm512_madd_epi16(b, lowHalf), mean)),
-                       _mm512_abs_epi32(_mm512_sub_epi32(_mm512_srai_epi32(b, 16), mean))));
-  return _mm512_add_epi32(d, _mm512_shuffle_epi32(d, _MM_PERM_CDAB));
+// The low 16 bits of a group's 32-bit value in all four of its 16-bit
+// lanes.
+VOBREX_TARGET_AVX512 inline __m512i SpreadLow16(__m512i value) {
+  const __m512i bytes =
+      _mm512_broadcast_i32x4(_mm_setr_epi8(0, 1, 0, 1, 0, 1, 0, 1, 8, 9, 8, 9, 8, 9, 8, 9));
+  return _mm512_shuffle_epi8(value, bytes);
+}
+
+// |x - y| of 16-bit values as an unsigned 16-bit value: exact for any two.
+VOBREX_TARGET_AVX512 inline __m512i Distance16(__m512i x, __m512i y) {
+  return _mm512_sub_epi16(_mm512_max_epi16(x, y), _mm512_min_epi16(x, y));
+}
+
+// The groups (bit 4j of a 16-bit lane mask for the group in lanes
+// 4j .. 4j + 3) whose eight values in two merged vectors deviate from
+// `mean` (a 16-bit value in each of the group's lanes; a floor mean of
+// 16-bit values is one) by less than `limit` in sum. The distances are
+// summed with unsigned saturation: a sum held at 65535 is as far from
+// below `limit` as the true one.
+VOBREX_TARGET_AVX512 inline __mmask32 DeviatesLess(__m512i a, __m512i b, __m512i mean, int limit) {
+  __m512i d = _mm512_adds_epu16(Distance16(a, mean), Distance16(b, mean));
+  d = _mm512_adds_epu16(d, _mm512_srli_epi64(d, 32));
+  d = _mm512_adds_epu16(d, _mm512_srli_epi64(d, 16));
+  return _mm512_cmplt_epu16_mask(d, _mm512_set1_epi16(static_cast<int16_t>(limit))) & 0x11111111u;
 }
 
 // Eight groups of a band at once: the groups of a band are independent
@@ -247,28 +282,30 @@ VOBREX_TARGET_AVX512 void LevelBandAvx512(int16_t* x, int i) {
   for (int k = 0; k < 8; ++k) rows[k] = x + WorkGrid::Offset(4 * i + k, 0);
   int16_t* upperEven = x + WorkGrid::Offset(4 * i, 0);
   int16_t* upperOdd = x + WorkGrid::Offset(4 * i + 1, 0);
-  const __m512i limitSpread = _mm512_set1_epi32(160), limitMeans = _mm512_set1_epi32(80);
   for (int c = 0; c < kGridSide; c += 32) {
+    // Groups 0..254 only: columns 1020..1023 are never levelled.
+    const __mmask32 inBand = c + 32 < kGridSide ? ~__mmask32(0) : __mmask32(0x0FFFFFFF);
     const __m512i upper0 = Merged(rows[0] + c, rows[1] + c);
     const __m512i upper1 = Merged(rows[4] + c, rows[5] + c);
+    const __m512i upperPairs = PairSums(upper0);
+    const __m512i m1 = SpreadLow16(
+        _mm512_srai_epi32(GroupTotal(_mm512_add_epi32(upperPairs, PairSums(upper1))), 3));
+    __mmask32 level = inBand & DeviatesLess(upper0, upper1, m1, 160);
+    // A textured stretch has no flat group: nothing more to test.
+    if (level == 0) continue;
     const __m512i lower0 = Merged(rows[2] + c, rows[3] + c);
     const __m512i lower1 = Merged(rows[6] + c, rows[7] + c);
-    const __m512i upperSum = GroupSum(upper0), lowerSum = GroupSum(lower0);
-    const __m512i m1 = _mm512_srai_epi32(_mm512_add_epi32(upperSum, GroupSum(upper1)), 3);
-    const __m512i m2 = _mm512_srai_epi32(_mm512_add_epi32(lowerSum, GroupSum(lower1)), 3);
-    // Groups 0..254 only: columns 1020..1023 are never levelled.
-    const __mmask16 inBand = c + 32 < kGridSide ? __mmask16(0xFFFF) : __mmask16(0x3FFF);
-    const __mmask16 level =
-        inBand & _mm512_cmplt_epi32_mask(GroupDeviation(upper0, upper1, m1), limitSpread) &
-        _mm512_cmplt_epi32_mask(GroupDeviation(lower0, lower1, m2), limitSpread) &
-        _mm512_cmplt_epi32_mask(_mm512_abs_epi32(_mm512_sub_epi32(m1, m2)), limitMeans);
+    const __m512i lowerPairs = PairSums(lower0);
+    const __m512i m2 = SpreadLow16(
+        _mm512_srai_epi32(GroupTotal(_mm512_add_epi32(lowerPairs, PairSums(lower1))), 3));
+    level &= DeviatesLess(lower0, lower1, m2, 160) &
+             _mm512_cmplt_epu16_mask(Distance16(m1, m2), _mm512_set1_epi16(80));
     // The sites are stored as 16 bits: subtracting k's low 16 bits from
     // each 16-bit site gives the same bits.
-    const __m512i k = _mm512_srai_epi32(_mm512_sub_epi32(upperSum, lowerSum), 2);
-    const __m512i k16 =
-        _mm512_or_si512(_mm512_and_si512(k, _mm512_set1_epi32(0xFFFF)), _mm512_slli_epi32(k, 16));
-    const __m512i levelled = _mm512_sub_epi16(upper0, k16);
-    const __mmask32 sites = _mm512_movepi16_mask(_mm512_maskz_set1_epi32(level, -1));
+    const __m512i k =
+        SpreadLow16(_mm512_srai_epi32(GroupTotal(_mm512_sub_epi32(upperPairs, lowerPairs)), 2));
+    const __m512i levelled = _mm512_sub_epi16(upper0, k);
+    const __mmask32 sites = level * 15u;  // bit 4j to the group's four lanes
     _mm512_mask_storeu_epi16(upperEven + c, sites & 0x55555555u, levelled);
     _mm512_mask_storeu_epi16(upperOdd + c, sites & 0xAAAAAAAAu, levelled);
   }

@@ -42,6 +42,8 @@ int LevelLineBlocks(const WorkGrid& grid, int selector);
 // plane; bands 0 .. kLastLevelBand in ascending order are LevelLineBlocks.
 inline constexpr int kLastLevelBand = 253;
 void PlaceLines(const int16_t* samples, const WorkGrid& grid, int y);
+// The same from line y of each of the eight line blocks, in block order.
+void PlaceLines(const int16_t* const (&lines)[8], const WorkGrid& grid, int y);
 void LevelBand(int16_t* plane, int i);
 
 }  // namespace vobrex

@@ -78,8 +78,9 @@ unsigned EndsOnly(HiresResampler which, int width, int g) {
 // - output rows whose grid rows are all complete, which start at most
 //   nine rows above the last.
 // The lowest row any of them reads is 4k - 26.
-void StreamPlanes(const Camera& cam, Owned<int16_t>& samples, int16_t* window, HiresResampler which,
-                  int width, int height, int orientation, StillRows& rows) {
+template <class Place>
+void StreamPlanes(const Camera& cam, Place place, int16_t* window, HiresResampler which, int width,
+                  int height, int orientation, StillRows& rows) {
   const bool level = cam.modes.defectFixOn == 0;
   for (int slack = 0; slack < 4; ++slack) {
     int16_t* zeroed = window + slack * kWindowPlaneSites;
@@ -88,6 +89,10 @@ void StreamPlanes(const Camera& cam, Owned<int16_t>& samples, int16_t* window, H
   int base = 0;
   WorkGrid grid = WindowGrid(window, base);
   int nextRow = 0;  // the next output row
+  // Between two green completions only green rows below those the first
+  // read change (placement, green levelling), and the window's moves keep
+  // the rows' values.
+  GreenRows known;
   for (int k = 0; k < kGridGroups + 4; ++k) {
     if (k < kGridGroups) {
       if (4 * k + 4 > base + kWindowRows) {
@@ -100,14 +105,13 @@ void StreamPlanes(const Camera& cam, Owned<int16_t>& samples, int16_t* window, H
         base = moved;
         grid = WindowGrid(window, base);
       }
-      PlaceLines(samples.get(), grid, k);
+      place(grid, k);
     }
-    if (k == kGridGroups - 1) samples.reset();
     const int band = k - 1;
     if (level && band >= 0 && band <= kLastLevelBand) LevelBand(grid.Plane(kGreenPlane), band);
     const int filled = k - 2;
     if (filled >= 0 && filled < kGridGroups) {
-      CompleteGreenGroup(grid, filled, EndsOnly(which, width, filled));
+      CompleteGreenGroup(grid, filled, EndsOnly(which, width, filled), &known);
       FillRedGroup(grid, filled);
       FillBlueGroup(grid, filled);
     }
@@ -128,7 +132,6 @@ void StreamPlanes(const Camera& cam, Owned<int16_t>& samples, int16_t* window, H
       if (nextRow == height) break;
     }
   }
-  samples.reset();
 }
 
 enum class Choice { kResample, kNull };
@@ -206,42 +209,93 @@ Owned<uint16_t> ConvertHighRes(Camera& cam, Owned<int16_t>& samples) {
   return out;
 }
 
+namespace {
+
+// The resampler of a known output format and sub-mode, chosen without the
+// fall-back ChooseResampler makes for others; false for the others.
+bool KnownResampler(const CameraModes& m, HiresResampler& which) {
+  const bool grey = m.outputFormat == 0;
+  if (m.outputFormat != 0 && m.outputFormat != 1) return false;
+  switch (m.sensorMode) {
+    case 0: which = grey ? HiresResampler::kA0 : HiresResampler::kB0; return true;
+    case 1: which = grey ? HiresResampler::kA1 : HiresResampler::kB1; return true;
+    case 2: which = grey ? HiresResampler::kA2 : HiresResampler::kB2; return true;
+    default: return false;
+  }
+}
+
+// The window's rows start on 64-byte lines, so that whole-vector loads
+// and stores at a row's columns 0, 32, 64, .. touch one line each.
+int16_t* AlignedWindow(const Owned<int16_t>& block) {
+  const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(block.get());
+  return block.get() + (64 - address % 64) % 64 / 2;
+}
+
+template <class Place>
+void StreamRows(Camera& cam, Place place, const Owned<int16_t>& block, StillRows& rows,
+                std::size_t& written) {
+  HiresResampler which{};
+  KnownResampler(cam.modes, which);
+  const int width = cam.modes.width, height = cam.modes.height;
+  StreamPlanes(cam, place, AlignedWindow(block), which, width, height, OrientationCode(cam.modes),
+               rows);
+  written = static_cast<std::size_t>(width) * height * 3;
+}
+
+}  // namespace
+
+// With a known output format and sub-mode the choice of the resampler
+// rewrites no setting, and it and the fit depend on the settings alone:
+// they can come first, and a size that fits streams the grid through a
+// window, when every row read lies inside the grid and is complete before
+// the window moves past it.
+bool HighResStreams(const Camera& cam) {
+  const CameraModes& m = cam.modes;
+  HiresResampler which{};
+  return KnownResampler(m, which) &&
+         ResampleFits(which, m.width, m.height, OrientationCode(m), m.imageBytes) &&
+         ResampleWritesWholeRows(which, m.width, m.height) &&
+         LastGridRowRead(which, m.width, m.height - 1) < kGridSide - 8;
+}
+
+Owned<int16_t> AllocateHighResWindow() { return AllocateArray<int16_t>(kWindowSites + 32); }
+
+void StreamHighResRows(Camera& cam, const ExposureLines& lines, const Owned<int16_t>& window,
+                       StillRows& rows, std::size_t& written) {
+  int16_t buffer[8][kExposureLineSamples];
+  const int16_t* const placed[8] = {buffer[0], buffer[1], buffer[2], buffer[3],
+                                    buffer[4], buffer[5], buffer[6], buffer[7]};
+  StreamRows(
+      cam,
+      [&](const WorkGrid& grid, int y) {
+        for (int block = 0; block < 8; ++block) lines.Read(block, y, buffer[block]);
+        PlaceLines(placed, grid, y);
+      },
+      window, rows, written);
+}
+
 bool ConvertHighResRows(Camera& cam, Owned<int16_t>& samples, StillRows& rows,
                         Owned<uint16_t>& converted, std::size_t& written) {
   written = 0;
   if (!samples) return false;
-  {
-    // With a known output format and sub-mode the choice rewrites no
-    // setting, and it and the fit depend on the settings alone: they can
-    // come first, and a size that fits streams the grid through a window.
-    // Every other record takes the whole grid, with its refusals where
-    // they were.
-    const int orientation = OrientationCode(cam.modes);
-    const uint32_t capacity = cam.modes.imageBytes;
-    HiresResampler which{};
-    const int width = cam.modes.width, height = cam.modes.height;
-    const bool known =
-        (cam.modes.outputFormat == 0 || cam.modes.outputFormat == 1) && cam.modes.sensorMode <= 2;
-    // Streamed when every row read lies inside the grid and is complete
-    // before the window moves past it.
-    const bool streamed = known && ChooseResampler(cam, which) == Choice::kResample &&
-                          ResampleFits(which, width, height, orientation, capacity) &&
-                          ResampleWritesWholeRows(which, width, height) &&
-                          LastGridRowRead(which, width, height - 1) < kGridSide - 8;
-    if (streamed) {
-      // Rows start on 64-byte lines, so that whole-vector loads and
-      // stores at a row's columns 0, 32, 64, .. touch one line each.
-      Owned<int16_t> block = AllocateArray<int16_t>(kWindowSites + 32);
-      if (!block) {
-        Trace("vobrex32 : MakerasterWarp : TmpBuf is NULL \n");
-        return false;
-      }
-      const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(block.get());
-      int16_t* window = block.get() + (64 - address % 64) % 64 / 2;
-      StreamPlanes(cam, samples, window, which, width, height, orientation, rows);
-      written = static_cast<std::size_t>(width) * height * 3;
-      return true;
+  // Every record the stream cannot serve takes the whole grid, with its
+  // refusals where they were.
+  if (HighResStreams(cam)) {
+    Owned<int16_t> block = AllocateHighResWindow();
+    if (!block) {
+      Trace("vobrex32 : MakerasterWarp : TmpBuf is NULL \n");
+      return false;
     }
+    StreamRows(
+        cam,
+        [&samples](const WorkGrid& grid, int y) {
+          PlaceLines(samples.get(), grid, y);
+          // The frame is placed whole: its buffer can go.
+          if (y == kGridGroups - 1) samples.reset();
+        },
+        block, rows, written);
+    samples.reset();
+    return true;
   }
   return RunHighRes(cam, samples,
                     [&](const WorkGrid& grid, HiresResampler which, int width, int height,

@@ -28,4 +28,26 @@ class StillRows;
 bool ConvertHighResRows(Camera& cam, Owned<int16_t>& samples, StillRows& rows,
                         Owned<uint16_t>& converted, std::size_t& written);
 
+// The frame's samples line by line, for a conversion that reads them as
+// it goes instead of from a widened frame.
+class ExposureLines {
+ public:
+  virtual ~ExposureLines() = default;
+  // Line y (0..255) of line block `block` (0..7): 512 samples.
+  virtual void Read(int block, int y, int16_t* line) const = 0;
+};
+
+// True when ConvertHighResRows streams the grid through a window for the
+// settings as they stand: then it writes every row and refuses nothing
+// once the window is had.
+bool HighResStreams(const Camera& cam);
+
+// The window of the streamed conversion; empty on failure.
+Owned<int16_t> AllocateHighResWindow();
+
+// The streamed conversion of ConvertHighResRows, reading the samples from
+// `lines`, where HighResStreams holds; `window` from AllocateHighResWindow.
+void StreamHighResRows(Camera& cam, const ExposureLines& lines, const Owned<int16_t>& window,
+                       StillRows& rows, std::size_t& written);
+
 }  // namespace vobrex

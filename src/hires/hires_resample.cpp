@@ -566,6 +566,55 @@ VOBREX_TARGET_AVX512 void Line1016Avx512(const int16_t* plane, int y, int width,
   }
 }
 
+// Floor of (x + y) / 2 for any two 16-bit values, in 16 bits: x + y is
+// 2 (x & y) + (x ^ y).
+VOBREX_TARGET_AVX512 inline __m512i FloorMean16(__m512i x, __m512i y) {
+  return _mm512_add_epi16(_mm512_and_si512(x, y), _mm512_srai_epi16(_mm512_xor_si512(x, y), 1));
+}
+
+// Line1016Avx512 for 16-bit component lines, thirty-two values a step in
+// 16-bit lanes, exact for any sites:
+// - (a + b) / 2 toward zero is the floor mean, raised by one where the
+//   sum is negative (the floor mean is) and odd (x ^ y is);
+// - (3a + b) / 4 rounded down is the floor mean of a and the floor mean of
+//   a and b (with a + b odd, 3a + b is odd and loses nothing more to the
+//   second rounding), raised by one where 3a + b is negative and not a
+//   multiple of 4; its low two bits are those of the 16-bit sum.
+VOBREX_TARGET_AVX512 void Line1016Narrow(const int16_t* plane, int y, int width, uint16_t* o) {
+  constexpr int kRowA[8] = {0, 1, 2, 3, 5, 6, 7, 8};
+  constexpr int kWeightA[8] = {4, 3, 2, 1, 4, 3, 2, 1};
+  const int q = y / 8, phase = y % 8;
+  const int16_t* a = plane + WorkGrid::Offset(8 + 10 * q + kRowA[phase], 4);
+  const int16_t* b = a + kRow;
+  const int weight = kWeightA[phase];
+  // 3 a + b, or a + 3 b with the rows swapped.
+  const int16_t* triple = weight == 1 ? b : a;
+  const int16_t* single = weight == 1 ? a : b;
+  const __m512i one = _mm512_set1_epi16(1), three = _mm512_set1_epi16(3);
+  const __m512i zero = _mm512_setzero_si512();
+  for (int first = 0; first < width; first += 32) {
+    const int left = width - first;
+    const __mmask32 lanes = left >= 32 ? ~__mmask32(0) : (__mmask32(1) << left) - 1;
+    const __m512i t = _mm512_loadu_si512(triple + first);
+    __m512i value = t;
+    if (weight == 2) {
+      const __m512i s = _mm512_loadu_si512(single + first);
+      value = FloorMean16(t, s);
+      const __mmask32 raise = _mm512_cmplt_epi16_mask(value, zero) &
+                              _mm512_test_epi16_mask(_mm512_xor_si512(t, s), one);
+      value = _mm512_mask_add_epi16(value, raise, value, one);
+    } else if (weight != 4) {
+      const __m512i s = _mm512_loadu_si512(single + first);
+      value = FloorMean16(t, FloorMean16(t, s));
+      const __m512i sum = _mm512_add_epi16(_mm512_add_epi16(t, _mm512_add_epi16(t, t)), s);
+      const __mmask32 raise =
+          _mm512_cmplt_epi16_mask(value, zero) & _mm512_test_epi16_mask(sum, three);
+      value = _mm512_mask_add_epi16(value, raise, value, one);
+    }
+    _mm512_mask_storeu_epi16(o + first, lanes, value);
+  }
+}
+
 #endif
 
 }  // namespace
@@ -632,7 +681,7 @@ void ResampleRowSpan(const WorkGrid& grid, HiresResampler which, int width, int 
       // Colour values go straight to 16-bit component lines.
       void (*colour)(const int16_t*, int, int, uint16_t*) =
           SizeOf(which) == Size::k1260   ? Line1260Avx512<uint16_t>
-          : SizeOf(which) == Size::k1016 ? Line1016Avx512<uint16_t>
+          : SizeOf(which) == Size::k1016 ? Line1016Narrow
                                          : Line848Avx512<uint16_t>;
       for (int y = std::max(first, 0); y < std::min(end, height); ++y) {
         const int memoryRow = place.firstRowLast ? height - 1 - y : y;

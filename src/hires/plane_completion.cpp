@@ -288,28 +288,14 @@ VOBREX_TARGET_AVX512 [[gnu::always_inline]] inline __m512i GreenSites(const int1
   return _mm512_mask_blend_epi32(horizontal, value, _mm512_srai_epi32(leftRight, 1));
 }
 
-// The median pair of the four direct neighbours, for sixteen sites.
-template <int kParity>
-VOBREX_TARGET_AVX512 inline __m512i MedianSites(const int16_t* at) {
-  const __m512i left = Neighbour<0, kParity - 1>(at), right = Neighbour<0, kParity + 1>(at);
-  const __m512i up = Neighbour<-1, kParity>(at), down = Neighbour<1, kParity>(at);
-  const __m512i low = _mm512_min_epi32(_mm512_min_epi32(left, right), _mm512_min_epi32(up, down));
-  const __m512i high = _mm512_max_epi32(_mm512_max_epi32(left, right), _mm512_max_epi32(up, down));
-  const __m512i all = _mm512_add_epi32(_mm512_add_epi32(left, right), _mm512_add_epi32(up, down));
-  return _mm512_srai_epi32(_mm512_sub_epi32(all, _mm512_add_epi32(low, high)), 1);
-}
-
-enum class Estimate { kLine, kMedian };
-
 // The sites of one row at columns of `kParity`, `sites` of them from the
 // row's first; all read only sites the row does not write.
-template <int kParity, Estimate kEstimate>
+template <int kParity>
 VOBREX_TARGET_AVX512 void CompleteRow(int16_t* row, int sites, bool endsOnly = false) {
   for (int m = 0; m < sites; m += 16) {
     if (endsOnly && m != 0 && m + 16 < sites) continue;
     int16_t* at = row + 2 * m;
-    const __m512i value =
-        kEstimate == Estimate::kLine ? GreenSites<kParity>(at) : MedianSites<kParity>(at);
+    const __m512i value = GreenSites<kParity>(at);
     // The low 16 bits of each value, at its site's half of the lane.
     const __m512i placed = kParity ? _mm512_slli_epi32(value, 16) : value;
     const int left = sites - m;
@@ -318,14 +304,237 @@ VOBREX_TARGET_AVX512 void CompleteRow(int16_t* row, int sites, bool endsOnly = f
   }
 }
 
-// Green and red completion of one row: an even row at the odd columns
-// 1..1023, an odd row at the even columns 0..1018. Rows run in ascending
-// order as in the scalar pass: a row reads the one before it as filled and
-// the one after it as not yet filled.
-template <Estimate kEstimate>
-VOBREX_TARGET_AVX512 void CompleteRowAvx512(int16_t* plane, int r, bool endsOnly) {
-  if (r % 2 == 0) return CompleteRow<1, kEstimate>(plane + WorkGrid::Offset(r, 0), 512, endsOnly);
-  CompleteRow<0, kEstimate>(plane + WorkGrid::Offset(r, 0), 510, endsOnly);
+// Green completion of one row in 32-bit lanes: an even row at the odd
+// columns 1..1023, an odd row at the even columns 0..1018. Rows run in
+// ascending order as in the scalar pass: a row reads the one before it as
+// filled and the one after it as not yet filled.
+VOBREX_TARGET_AVX512 void CompleteGreenRowAvx512(int16_t* plane, int r, bool endsOnly) {
+  if (r % 2 == 0) return CompleteRow<1>(plane + WorkGrid::Offset(r, 0), 512, endsOnly);
+  CompleteRow<0>(plane + WorkGrid::Offset(r, 0), 510, endsOnly);
+}
+
+// The green completion in 16-bit lanes, thirty-two sites a step, for rows
+// whose reads all hold values in -1024 .. 3071 (a span of 4095). There
+// every quantity the estimate forms fits in 16 signed bits: h and v are six
+// positive-weighted reads less six, so |h|, |v| <= 6 * 4095 = 24570; a sum
+// of eight reads lies in -8192 .. 24568, its mean in the span again, and
+// the summed deviation from it is at most 8 * 4095 = 32760; the pair sums
+// behind the median and the two line values lie in -2048 .. 6142. With
+// 16-bit adds that wrap, each is then its exact value, and the estimate is
+// that of the 32-bit form (which lies in the span, being a mean of reads,
+// so its low 16 bits are itself). Rows with reads outside the span take
+// the 32-bit form.
+inline constexpr int16_t kNarrowLow = -1024;
+
+// Byte indices (the byte permutes take one step where the 16-bit ones take
+// several): the even and the odd columns of 64 from an even one, and the
+// site of each column of the low and the high 32.
+struct NarrowIndices {
+  uint8_t columns[2][64];
+  uint8_t spread[2][64];
+};
+
+constexpr NarrowIndices MakeNarrowIndices() {
+  NarrowIndices t{};
+  for (int j = 0; j < 32; ++j) {
+    for (int b = 0; b < 2; ++b) {
+      t.columns[0][2 * j + b] = static_cast<uint8_t>(4 * j + b);
+      t.columns[1][2 * j + b] = static_cast<uint8_t>(4 * j + 2 + b);
+      t.spread[0][2 * j + b] = static_cast<uint8_t>(2 * (j / 2) + b);
+      t.spread[1][2 * j + b] = static_cast<uint8_t>(2 * (16 + j / 2) + b);
+    }
+  }
+  return t;
+}
+
+constexpr NarrowIndices kNarrowIndices = MakeNarrowIndices();
+
+// True when the `count` sites from `first` (a multiple of 32) all hold
+// values of the span: x + 1024 taken modulo 2^16 is then 0 .. 4095.
+VOBREX_TARGET_AVX512 bool HoldNarrowValues(const int16_t* first, std::ptrdiff_t count) {
+  const __m512i bias = _mm512_set1_epi16(-kNarrowLow);
+  __m512i any = _mm512_setzero_si512();
+  for (std::ptrdiff_t i = 0; i < count; i += 32) {
+    any = _mm512_or_si512(any, _mm512_add_epi16(_mm512_loadu_si512(first + i), bias));
+  }
+  return _mm512_test_epi16_mask(any, _mm512_set1_epi16(static_cast<int16_t>(0xF000))) == 0;
+}
+
+// Thirty-two sites of one row: site t of a step sits at column
+// 2(m + t) + parity, so a read at (row + dr, site column + dc) is every
+// other column of the 64 from an even column.
+template <int kDr, int kOffset>
+VOBREX_TARGET_AVX512 inline __m512i NarrowNeighbour(const int16_t* at) {
+  constexpr int kEven = kOffset - (kOffset & 1);
+  const int16_t* from = at + kDr * kGridSide + kEven;
+  const __m512i index = _mm512_loadu_si512(kNarrowIndices.columns[kOffset & 1]);
+  return _mm512_permutex2var_epi8(_mm512_loadu_si512(from), index, _mm512_loadu_si512(from + 32));
+}
+
+// The summed absolute deviation of eight values from the mean of their
+// sum `sum`.
+VOBREX_TARGET_AVX512 inline __m512i NarrowDeviation(const __m512i (&v)[8], __m512i sum) {
+  const __m512i mean = _mm512_srai_epi16(sum, 3);
+  __m512i d = _mm512_setzero_si512();
+  for (int k = 0; k < 8; ++k)
+    d = _mm512_add_epi16(d, _mm512_abs_epi16(_mm512_sub_epi16(v[k], mean)));
+  return d;
+}
+
+// GreenSites for thirty-two sites in 16-bit lanes.
+template <int kParity>
+VOBREX_TARGET_AVX512 [[gnu::always_inline]] inline __m512i NarrowGreenSites(const int16_t* at) {
+  const __m512i left = NarrowNeighbour<0, kParity - 1>(at);
+  const __m512i right = NarrowNeighbour<0, kParity + 1>(at);
+  const __m512i up = NarrowNeighbour<-1, kParity>(at), down = NarrowNeighbour<1, kParity>(at);
+  const __m512i upLeft2 = NarrowNeighbour<-1, kParity - 2>(at);
+  const __m512i upRight2 = NarrowNeighbour<-1, kParity + 2>(at);
+  const __m512i downLeft2 = NarrowNeighbour<1, kParity - 2>(at);
+  const __m512i downRight2 = NarrowNeighbour<1, kParity + 2>(at);
+  const __m512i up2Left = NarrowNeighbour<-2, kParity - 1>(at);
+  const __m512i up2Right = NarrowNeighbour<-2, kParity + 1>(at);
+  const __m512i down2Left = NarrowNeighbour<2, kParity - 1>(at);
+  const __m512i down2Right = NarrowNeighbour<2, kParity + 1>(at);
+  const __m512i left3 = NarrowNeighbour<0, kParity - 3>(at);
+  const __m512i right3 = NarrowNeighbour<0, kParity + 3>(at);
+  const __m512i up3 = NarrowNeighbour<-3, kParity>(at), down3 = NarrowNeighbour<3, kParity>(at);
+
+  const __m512i leftRight = _mm512_add_epi16(left, right);
+  const __m512i upDownSum = _mm512_add_epi16(up, down);
+  // The four reads two columns off the row above and below, and two rows
+  // off the columns beside: in h and v, and in the deviations' sums.
+  const __m512i acrossFour = _mm512_add_epi16(_mm512_add_epi16(upLeft2, upRight2),
+                                              _mm512_add_epi16(downLeft2, downRight2));
+  const __m512i alongFour = _mm512_add_epi16(_mm512_add_epi16(up2Left, up2Right),
+                                             _mm512_add_epi16(down2Left, down2Right));
+  const __m512i h = _mm512_sub_epi16(
+      _mm512_add_epi16(_mm512_add_epi16(left3, right3), _mm512_slli_epi16(leftRight, 1)),
+      _mm512_add_epi16(acrossFour, upDownSum));
+  const __m512i v = _mm512_sub_epi16(
+      _mm512_add_epi16(_mm512_add_epi16(up3, down3), _mm512_slli_epi16(upDownSum, 1)),
+      _mm512_add_epi16(alongFour, leftRight));
+  const __m512i limit48 = _mm512_set1_epi16(48), limit160 = _mm512_set1_epi16(160);
+  const __m512i absH = _mm512_abs_epi16(h), absV = _mm512_abs_epi16(v);
+  const __m512i upDown = _mm512_abs_epi16(_mm512_sub_epi16(up, down));
+  const __mmask32 verticalLine =
+      _mm512_cmpgt_epi16_mask(absV, absH) &
+      _mm512_cmple_epi16_mask(upDown, _mm512_abs_epi16(_mm512_sub_epi16(up, left))) &
+      _mm512_cmple_epi16_mask(upDown, _mm512_abs_epi16(_mm512_sub_epi16(up, right))) &
+      _mm512_cmpgt_epi16_mask(absV, limit160);
+  const __m512i rightLeft = _mm512_abs_epi16(_mm512_sub_epi16(right, left));
+  const __mmask32 horizontalLine =
+      _mm512_cmple_epi16_mask(rightLeft, _mm512_abs_epi16(_mm512_sub_epi16(left, up))) &
+      _mm512_cmple_epi16_mask(rightLeft, _mm512_abs_epi16(_mm512_sub_epi16(left, down))) &
+      _mm512_cmpgt_epi16_mask(absH, limit160);
+  const __m512i low = _mm512_min_epi16(_mm512_min_epi16(left, right), _mm512_min_epi16(up, down));
+  const __m512i high = _mm512_max_epi16(_mm512_max_epi16(left, right), _mm512_max_epi16(up, down));
+  const __m512i r = _mm512_srai_epi16(
+      _mm512_sub_epi16(_mm512_add_epi16(leftRight, upDownSum), _mm512_add_epi16(low, high)), 1);
+  if ((verticalLine | horizontalLine) == 0) return r;
+  const __m512i across[8] = {upLeft2, upRight2, downLeft2, downRight2, left, right, up, down};
+  const __m512i along[8] = {up2Left, up2Right, down2Left, down2Right, left, right, up, down};
+  const __m512i direct = _mm512_add_epi16(leftRight, upDownSum);
+  const __mmask32 flat =
+      _mm512_cmplt_epi16_mask(NarrowDeviation(across, _mm512_add_epi16(acrossFour, direct)),
+                              limit48) |
+      _mm512_cmplt_epi16_mask(NarrowDeviation(along, _mm512_add_epi16(alongFour, direct)), limit48);
+  const __mmask32 vertical = verticalLine & ~flat;
+  const __mmask32 horizontal = horizontalLine & ~flat & ~verticalLine;
+  const __m512i value = _mm512_mask_blend_epi16(vertical, r, _mm512_srai_epi16(upDownSum, 1));
+  return _mm512_mask_blend_epi16(horizontal, value, _mm512_srai_epi16(leftRight, 1));
+}
+
+// Stores the values of the first `sites` of thirty-two sites of `kParity`
+// from `at`, leaving the columns between them as they are.
+template <int kParity>
+VOBREX_TARGET_AVX512 inline void StoreNarrowSites(int16_t* at, __m512i value, int sites) {
+  const __mmask32 parity = kParity ? 0xAAAAAAAAu : 0x55555555u;
+  const __mmask32 low = sites >= 16 ? ~__mmask32(0) : (__mmask32(1) << (2 * sites)) - 1;
+  const __mmask32 high = sites >= 32   ? ~__mmask32(0)
+                         : sites <= 16 ? __mmask32(0)
+                                       : (__mmask32(1) << (2 * (sites - 16))) - 1;
+  const __m512i lowIndex = _mm512_loadu_si512(kNarrowIndices.spread[0]);
+  const __m512i highIndex = _mm512_loadu_si512(kNarrowIndices.spread[1]);
+  _mm512_mask_storeu_epi16(at, parity & low, _mm512_permutexvar_epi8(lowIndex, value));
+  _mm512_mask_storeu_epi16(at + 32, parity & high, _mm512_permutexvar_epi8(highIndex, value));
+}
+
+// The values of a row after its first step are all formed before any is
+// stored: the reads of the row itself then never wait on a store into the
+// same cache line. They read only sites the row does not write, but for
+// the reads past the right end: those of the last step reach the row's
+// first sites (over the end of the row above), so the first step is
+// stored before the others are formed.
+template <int kParity>
+VOBREX_TARGET_AVX512 void CompleteNarrowGreenRow(int16_t* row, int sites, bool endsOnly) {
+  StoreNarrowSites<kParity>(row, NarrowGreenSites<kParity>(row), sites);
+  __m512i values[kGridSide / 64];
+  for (int m = 32; m < sites; m += 32) {
+    if (endsOnly && m + 32 < sites) continue;
+    values[m / 32] = NarrowGreenSites<kParity>(row + 2 * m);
+  }
+  for (int m = 32; m < sites; m += 32) {
+    if (endsOnly && m + 32 < sites) continue;
+    StoreNarrowSites<kParity>(row + 2 * m, values[m / 32], sites - m);
+  }
+}
+
+// The red completion of one row in 16-bit lanes, thirty-two columns a
+// step, the sites of the row's parity kept. The two middle values of four
+// are the larger of the two pair minima and the smaller of the two pair
+// maxima (whichever pairs the extremes fall in), and the mean of x and y
+// rounded down is (x & y) + ((x ^ y) >> 1) (x + y is 2(x & y) + (x ^ y)):
+// the median pair without forming a sum that could leave 16 bits.
+VOBREX_TARGET_AVX512 void CompleteMedianRowAvx512(int16_t* row, int parity, int lastColumn,
+                                                  bool endsOnly) {
+  const __mmask32 parityLanes = parity ? 0xAAAAAAAAu : 0x55555555u;
+  // As for green, the values are all formed before any is stored.
+  __m512i values[kGridSide / 32];
+  for (int c = 0; c <= lastColumn; c += 32) {
+    if (endsOnly && c != 0 && c + 32 <= lastColumn) continue;
+    const __m512i left = _mm512_loadu_si512(row + c - 1);
+    const __m512i right = _mm512_loadu_si512(row + c + 1);
+    const __m512i up = _mm512_loadu_si512(row + c - kGridSide);
+    const __m512i down = _mm512_loadu_si512(row + c + kGridSide);
+    const __m512i x = _mm512_max_epi16(_mm512_min_epi16(left, right), _mm512_min_epi16(up, down));
+    const __m512i y = _mm512_min_epi16(_mm512_max_epi16(left, right), _mm512_max_epi16(up, down));
+    values[c / 32] =
+        _mm512_add_epi16(_mm512_and_si512(x, y), _mm512_srai_epi16(_mm512_xor_si512(x, y), 1));
+  }
+  for (int c = 0; c <= lastColumn; c += 32) {
+    if (endsOnly && c != 0 && c + 32 <= lastColumn) continue;
+    const int left16 = lastColumn + 1 - c;
+    const __mmask32 inRow = left16 >= 32 ? ~__mmask32(0) : (__mmask32(1) << left16) - 1;
+    _mm512_mask_storeu_epi16(row + c, parityLanes & inRow, values[c / 32]);
+  }
+}
+
+// The green completion of rows first .. last of one group. A site of row
+// r reads rows r - 3 and r + 3 in its own column only, rows r - 2 and
+// r + 2 one column off, r - 1 and r + 1 two and row r three, so the reads
+// off the row ends stay within rows r - 3 .. r + 3; a row it completes
+// holds only values of the span again.
+// Rows the previous group found in the range and read stay so: those it
+// completed take medians and means of such values.
+VOBREX_TARGET_AVX512 void CompleteGreenRowsAvx512(int16_t* green, int first, int last,
+                                                  unsigned endsOnly, GreenRows* known) {
+  int from = first - 3;
+  if (known != nullptr && known->narrowThrough >= from - 1) from = known->narrowThrough + 1;
+  const bool narrow =
+      from > last + 3 || HoldNarrowValues(green + WorkGrid::Offset(from, 0),
+                                          std::ptrdiff_t{last + 4 - from} * kGridSide);
+  if (known != nullptr) known->narrowThrough = narrow ? last + 3 : -2 * kGridSide;
+  for (int r = first; r <= last; ++r) {
+    const bool ends = ((endsOnly >> (r % 4)) & 1u) != 0;
+    int16_t* row = green + WorkGrid::Offset(r, 0);
+    if (!narrow) {
+      CompleteGreenRowAvx512(green, r, ends);
+    } else if (r % 2 == 0) {
+      CompleteNarrowGreenRow<1>(row, 512, ends);
+    } else {
+      CompleteNarrowGreenRow<0>(row, 510, ends);
+    }
+  }
 }
 
 // CompleteBlue: B(r + 1, c) - G(r + 1, c) + G(r, c) stored as 16 bits is
@@ -545,14 +754,17 @@ void FillBlueRowPairPortable(const WorkGrid& grid, int t) {
 
 }  // namespace
 
-void CompleteGreenGroup(const WorkGrid& grid, int g, unsigned endsOnly) {
-  for (int r = FirstRow(g, 2); r <= LastRow(g, 1019); ++r) {
+void CompleteGreenGroup(const WorkGrid& grid, int g, unsigned endsOnly, GreenRows* known) {
 #if defined(VOBREX_X86_SIMD)
-    if (Vectors()) {
-      CompleteRowAvx512<Estimate::kLine>(grid.Plane(kGreenPlane), r, EndsOnly(endsOnly, r));
-      continue;
-    }
+  if (Vectors()) {
+    if (FirstRow(g, 2) > LastRow(g, 1019)) return;
+    return CompleteGreenRowsAvx512(grid.Plane(kGreenPlane), FirstRow(g, 2), LastRow(g, 1019),
+                                   endsOnly, known);
+  }
 #endif
+  // The portable form completes every site.
+  static_cast<void>(endsOnly), static_cast<void>(known);
+  for (int r = FirstRow(g, 2); r <= LastRow(g, 1019); ++r) {
     CompleteSites(PlaneSites(grid.Plane(kGreenPlane)), r,
                   [&](int c) { return IP4G(grid, c, r, kGreenSelector); });
   }
@@ -590,11 +802,17 @@ void FillBlueGroup(const WorkGrid& grid, int g) {
 // Red completion: each site the median pair of its neighbours, which are
 // all sites of the red checkerboard.
 void CompleteRedGroup(const WorkGrid& grid, int g, unsigned endsOnly) {
+  static_cast<void>(endsOnly);  // the portable form completes every site
   const PlaneSites red(grid.Plane(kRedPlane));
   for (int r = FirstRow(g, 2); r <= LastRow(g, 1019); ++r) {
 #if defined(VOBREX_X86_SIMD)
     if (Vectors()) {
-      CompleteRowAvx512<Estimate::kMedian>(grid.Plane(kRedPlane), r, EndsOnly(endsOnly, r));
+      int16_t* row = grid.Plane(kRedPlane) + WorkGrid::Offset(r, 0);
+      if (r % 2 == 0) {
+        CompleteMedianRowAvx512(row, 1, 1023, EndsOnly(endsOnly, r));
+      } else {
+        CompleteMedianRowAvx512(row, 0, 1018, EndsOnly(endsOnly, r));
+      }
       continue;
     }
 #endif
@@ -607,6 +825,7 @@ void CompleteRedGroup(const WorkGrid& grid, int g, unsigned endsOnly) {
 // Blue takes the colour difference of the site below, which holds blue in
 // both line kinds once the rows are filled.
 void CompleteBlueGroup(const WorkGrid& grid, int g, unsigned endsOnly) {
+  static_cast<void>(endsOnly);  // the portable form completes every site
   const PlaneSites blue(grid.Plane(kBluePlane));
   const PlaneSites green(grid.Plane(kGreenPlane));
   for (int r = FirstRow(g, 0); r <= LastRow(g, 1019); ++r) {
@@ -630,7 +849,8 @@ void CompleteBlueGroup(const WorkGrid& grid, int g, unsigned endsOnly) {
 }
 
 void CompleteGreen(const WorkGrid& grid) {
-  for (int g = 0; g < kGridGroups; ++g) CompleteGreenGroup(grid, g);
+  GreenRows known;
+  for (int g = 0; g < kGridGroups; ++g) CompleteGreenGroup(grid, g, 0, &known);
 }
 
 void FillRedRows(const WorkGrid& grid) {

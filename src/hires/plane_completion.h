@@ -62,7 +62,18 @@ void CompleteBlue(const WorkGrid& grid);
 // across the grid's edge. It may then leave the row's other completed
 // sites as they were (the blue completion, whose sites no later completion
 // reads, the whole row).
-void CompleteGreenGroup(const WorkGrid& grid, int g, unsigned endsOnly = 0);
+//
+// A caller that completes the green groups in ascending order may pass the
+// same `GreenRows` to each, provided nothing changes a green row the
+// previous group read between the calls (the levelling of rows below them
+// may run): the completion then need not check those rows again.
+struct GreenRows {
+  // Rows up to this one hold only values of the range the completion
+  // serves in 16 bits; below kGridSide * -2 when none are known to.
+  int narrowThrough = -2 * kGridSide;
+};
+void CompleteGreenGroup(const WorkGrid& grid, int g, unsigned endsOnly = 0,
+                        GreenRows* known = nullptr);
 void FillRedGroup(const WorkGrid& grid, int g);
 void FillBlueGroup(const WorkGrid& grid, int g);
 void CompleteRedGroup(const WorkGrid& grid, int g, unsigned endsOnly = 0);
