@@ -118,5 +118,43 @@ TEST(DemosaicStill, VectorStepsMatchThePortableOnes) {
   SetSimdLevel(before);
 }
 
+// Without the pair smoothing the row steps may read the field lines in place
+// of split rows: each row they write equals the row DemosaicStill leaves, on
+// wide (wrapping) and narrow samples, on both code paths. Rows 3 to 508 are
+// the ones whose lines lie inside the frame; red and blue of the other
+// parity read their filled neighbour row from the demosaiced planes.
+TEST(DemosaicStill, StepsFromFieldLinesFillTheRowsOfTheSplit) {
+  uint32_t seed = 777;
+  auto next = [&seed] { return seed = seed * 1664525u + 1013904223u, int(seed >> 8); };
+  const Samples wide = Frame([&](int, int) { return int16_t(next()); });
+  const Samples narrow = Frame([&](int, int) { return next() % 13 - 3; });
+  const SimdLevel before = ActiveSimdLevel();
+  for (SimdLevel level : {SimdLevel::kScalar, SupportedSimdLevel()}) {
+    SetSimdLevel(level);
+    for (const Samples* raw : {&wide, &narrow}) {
+      const Samples full = Planes(*raw, 0, DemosaicStill);
+      Samples row(kStillSide);
+      auto same = [&](int p, int y) {
+        for (int x = 0; x < kStillSide; ++x)
+          if (row[x] != At(full, p, y, x)) return false;
+        return true;
+      };
+      for (int y = 3; y <= 508; ++y) {
+        const int16_t* green = full.data() + PlaneIndex(G, y, 0);
+        FillGreenRowFromLines(raw->data(), row.data(), y);
+        EXPECT_TRUE(same(G, y)) << "green " << y;
+        if (y % 2 == 1) {
+          FillRedRowFromLine(raw->data(), row.data(), green, y);
+          EXPECT_TRUE(same(R, y)) << "red " << y;
+        } else {
+          FillBlueRowFromLine(raw->data(), row.data(), green, y);
+          EXPECT_TRUE(same(B, y)) << "blue " << y;
+        }
+      }
+    }
+  }
+  SetSimdLevel(before);
+}
+
 }  // namespace
 }  // namespace vobrex

@@ -195,5 +195,85 @@ TEST(StillKernels, VectorWideningMatchesThePortableForEveryLength) {
   SetSimdLevel(before);
 }
 
+// A group's three rows made at once, alone or mixed from three planes, and
+// the 640- and 320-wide rows mixed as they are resampled, equal the rows
+// made one by one and mixed afterwards, on rows of extreme
+// samples (the largest sums the divisions see), on both code paths.
+TEST(StillKernels, GroupedRowsEqualTheRowsMadeOneByOne) {
+  std::vector<int16_t> rows(3 * 4 * 512 + 128);
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const int n = Noise(1, int(i / 5), int(i));
+    rows[i] = int16_t(n % 3 == 0 ? -32768 : n % 3 == 1 ? 32767 : n * 37);
+  }
+  const int16_t* plane[3][4];
+  for (int p = 0; p < 3; ++p)
+    for (int k = 0; k < 4; ++k) plane[p][k] = rows.data() + (4 * p + k) * 512;
+  const SimdLevel before = ActiveSimdLevel();
+  for (SimdLevel level : {SimdLevel::kScalar, SupportedSimdLevel()}) {
+    SetSimdLevel(level);
+    std::vector<int32_t> value[3][3];  // [plane][kind], one by one
+    for (int p = 0; p < 3; ++p)
+      for (int kind = 0; kind < 3; ++kind) {
+        value[p][kind].assign(480, 0);
+        WidenSixteenToFifteen(plane[p][0], plane[p][1], plane[p][2], plane[p][3], kind,
+                              value[p][kind].data());
+      }
+    std::vector<int32_t> values[3];
+    std::vector<uint16_t> components[3], grey[3], mean[3];
+    for (auto* lines : {&components, &grey, &mean})
+      for (auto& line : *lines) line.assign(480, 7);
+    for (auto& line : values) line.assign(480, 7);
+    int32_t* const valueLines[3] = {values[0].data(), values[1].data(), values[2].data()};
+    uint16_t* const componentLines[3] = {components[0].data(), components[1].data(),
+                                         components[2].data()};
+    uint16_t* const greyLines[3] = {grey[0].data(), grey[1].data(), grey[2].data()};
+    uint16_t* const meanLines[3] = {mean[0].data(), mean[1].data(), mean[2].data()};
+    WidenSixteenToFifteenRows(plane[1], valueLines);
+    WidenSixteenToFifteenRows(plane[1], componentLines);
+    WidenSixteenToFifteenMixed(plane[0], plane[1], plane[2], WideningMix::kGrey, greyLines);
+    WidenSixteenToFifteenMixed(plane[0], plane[1], plane[2], WideningMix::kMean, meanLines);
+    for (int kind = 0; kind < 3; ++kind) {
+      std::vector<uint16_t> narrowed(480), greyOne(480), meanOne(480);
+      for (int c = 0; c < 480; ++c) narrowed[c] = uint16_t(value[1][kind][c]);
+      MixGrey(value[0][kind].data(), value[1][kind].data(), value[2][kind].data(), 480,
+              greyOne.data());
+      MixMean(value[0][kind].data(), value[1][kind].data(), value[2][kind].data(), 480,
+              meanOne.data());
+      EXPECT_EQ(values[kind], value[1][kind]) << kind;
+      EXPECT_EQ(components[kind], narrowed) << kind;
+      EXPECT_EQ(grey[kind], greyOne) << kind;
+      EXPECT_EQ(mean[kind], meanOne) << kind;
+    }
+    // The 640- and 320-wide rows mixed in one step (each reads into the row
+    // after its own, as the planes allow).
+    for (WideningMix mix : {WideningMix::kGrey, WideningMix::kMean}) {
+      auto mixed = [mix](const std::vector<int32_t>* v, int n) {
+        std::vector<uint16_t> out(n);
+        (mix == WideningMix::kGrey ? MixGrey : MixMean)(v[0].data(), v[1].data(), v[2].data(), n,
+                                                        out.data());
+        return out;
+      };
+      std::vector<int32_t> one[3];
+      for (bool shifted : {false, true}) {
+        for (int p = 0; p < 3; ++p) {
+          one[p].assign(640, 0);
+          WidenFourToFive(plane[p][0], 128, one[p].data(), shifted);
+        }
+        std::vector<uint16_t> row(640, 7);
+        WidenFourToFiveMixed(plane[0][0], plane[1][0], plane[2][0], 128, shifted, mix, row.data());
+        EXPECT_EQ(row, mixed(one, 640)) << shifted;
+      }
+      for (int p = 0; p < 3; ++p) {
+        one[p].assign(320, 0);
+        WidenEightToFive(plane[p][0], 64, one[p].data());
+      }
+      std::vector<uint16_t> row(320, 7);
+      WidenEightToFiveMixed(plane[0][0], plane[1][0], plane[2][0], 64, mix, row.data());
+      EXPECT_EQ(row, mixed(one, 320));
+    }
+  }
+  SetSimdLevel(before);
+}
+
 }  // namespace
 }  // namespace vobrex

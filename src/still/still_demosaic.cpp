@@ -149,12 +149,8 @@ void SplitFields(const int16_t* raw, int16_t* planes, uint32_t optionV) {
 
 namespace {
 
-// GreenEstimate of the site `site` points at in the green plane.
-int GreenEstimateAt(const int16_t* site) {
-  const int left = site[-1];
-  const int right = site[1];
-  const int up = site[-kSide];
-  const int down = site[kSide];
+// GreenEstimate from the four green neighbours of a site.
+int GreenEstimateOf(int left, int right, int up, int down) {
   const int h = std::abs(left - right);
   const int v = std::abs(up - down);
   if ((h != 0 && 5 * h < v) || (h == 0 && v >= 5)) return (left + right) >> 1;
@@ -164,6 +160,11 @@ int GreenEstimateAt(const int16_t* site) {
   const int low = std::min(std::min(left, right), std::min(up, down));
   const int high = std::max(std::max(left, right), std::max(up, down));
   return (left + right + up + down - low - high) >> 1;
+}
+
+// GreenEstimate of the site `site` points at in the green plane.
+int GreenEstimateAt(const int16_t* site) {
+  return GreenEstimateOf(site[-1], site[1], site[-kSide], site[kSide]);
 }
 
 }  // namespace
@@ -245,7 +246,12 @@ VOBREX_TARGET_AVX512 inline __m512i Parity(const int16_t* at, __m512i lanes) {
 // Every site reads only original green sites, so the order of the sites
 // and rows does not matter; the edge column takes its mean of two in the
 // same store.
-VOBREX_TARGET_AVX512 void GreenRowAvx512(int16_t* row, bool evenRow) {
+// The row's values come from `here` and its neighbour rows' from `up` and
+// `down` (the plane rows themselves, or the field lines they were dealt
+// from: the estimates read only original green sites, which the lines hold
+// as they are); the filled row goes to `row`.
+VOBREX_TARGET_AVX512 void GreenRowAvx512(int16_t* row, const int16_t* here, const int16_t* above,
+                                         const int16_t* below, bool evenRow) {
   const __m512i even = _mm512_loadu_si512(kGreenLanes.even);
   const __m512i odd = _mm512_loadu_si512(kGreenLanes.odd);
   const __m512i spreadFirst = _mm512_loadu_si512(kGreenLanes.spreadFirst);
@@ -263,15 +269,17 @@ VOBREX_TARGET_AVX512 void GreenRowAvx512(int16_t* row, bool evenRow) {
   const int besideOffset = evenRow ? 2 : -2;
   const __mmask32 edgeSite = evenRow ? 0x80000000u : 0x1u;
   for (int step = 0; step < 8; ++step) {
-    int16_t* at = row + 2 * 32 * (evenRow ? step : 7 - step);
-    const __m512i first = _mm512_loadu_si512(at);
-    const __m512i last = _mm512_loadu_si512(at + 32);
-    const __m512i here = _mm512_permutex2var_epi16(first, sameRow, last);
-    const __m512i beside = Parity(at + besideOffset, sameRow);
-    const __m512i up = Parity(at - kSide, otherRows);
-    const __m512i down = Parity(at + kSide, otherRows);
+    const int column = 2 * 32 * (evenRow ? step : 7 - step);
+    int16_t* at = row + column;
+    const int16_t* from = here + column;
+    const __m512i first = _mm512_loadu_si512(from);
+    const __m512i last = _mm512_loadu_si512(from + 32);
+    const __m512i own = _mm512_permutex2var_epi16(first, sameRow, last);
+    const __m512i beside = Parity(from + besideOffset, sameRow);
+    const __m512i up = Parity(above + column, otherRows);
+    const __m512i down = Parity(below + column, otherRows);
     __m512i e =
-        evenRow ? GreenEstimate32(here, beside, up, down) : GreenEstimate32(beside, here, up, down);
+        evenRow ? GreenEstimate32(own, beside, up, down) : GreenEstimate32(beside, own, up, down);
     // The edge column (511 of an even row, 0 of an odd one) takes the mean
     // of the green above and below it.
     if (step == 7) e = _mm512_mask_blend_epi16(edgeSite, e, FloorMean(up, down));
@@ -288,7 +296,7 @@ void FillGreenRow(int16_t* row, int y) {
   const bool evenRow = y % 2 == 0;
 #if defined(VOBREX_X86_SIMD)
   if (ActiveSimdLevel() == SimdLevel::kAvx512) {
-    return GreenRowAvx512(row, evenRow);
+    return GreenRowAvx512(row, row, row - kSide, row + kSide, evenRow);
   }
 #endif
   // Blue sites of the even rows; the last column has no right neighbour.
@@ -344,9 +352,15 @@ constexpr EdgeLanes kEdgeLanes = MakeEdgeLanes();
 // `fromEven`, the odd ones from `fromOdd`. `copyFirst` and `copyLast` then
 // copy column 1 into column 0 and column 510 into column 511, as the edge
 // columns of the fills take them.
-VOBREX_TARGET_AVX512 void DifferenceRow(int16_t* x, const int16_t* g, int fromEven, int fromOdd,
-                                        __mmask32 parity, int first, int last, bool copyFirst,
-                                        bool copyLast) {
+// The row's own values are read from `source` (the row itself, or the
+// field line it was dealt from) and the filled row stored to `x`.
+// Each fill has a form of its own (DifferenceRow with its constants), so
+// that the steps test nothing but the edge blocks.
+VOBREX_TARGET_AVX512 VOBREX_ALWAYS_INLINE void DifferenceRow(int16_t* x, const int16_t* source,
+                                                             const int16_t* g, int fromEven,
+                                                             int fromOdd, __mmask32 parity,
+                                                             int first, int last, bool copyFirst,
+                                                             bool copyLast) {
   const __mmask32 oddLanes = 0xAAAAAAAAu;
   const __m512i firstFromSecond = _mm512_loadu_si512(kEdgeLanes.firstFromSecond);
   const __m512i lastFromBefore = _mm512_loadu_si512(kEdgeLanes.lastFromBefore);
@@ -354,18 +368,38 @@ VOBREX_TARGET_AVX512 void DifferenceRow(int16_t* x, const int16_t* g, int fromEv
     __mmask32 lanes = parity;
     if (c < first) lanes &= ~((__mmask32(1) << (first - c)) - 1);
     if (last - c < 31) lanes &= last < c ? 0 : (__mmask32(1) << (last - c + 1)) - 1;
-    const __m512i even = _mm512_sub_epi16(_mm512_loadu_si512(x + c + fromEven),
+    const __m512i even = _mm512_sub_epi16(_mm512_loadu_si512(source + c + fromEven),
                                           _mm512_loadu_si512(g + c + fromEven));
-    const __m512i odd = fromOdd == fromEven ? even
-                                            : _mm512_sub_epi16(_mm512_loadu_si512(x + c + fromOdd),
-                                                               _mm512_loadu_si512(g + c + fromOdd));
+    const __m512i odd = fromOdd == fromEven
+                            ? even
+                            : _mm512_sub_epi16(_mm512_loadu_si512(source + c + fromOdd),
+                                               _mm512_loadu_si512(g + c + fromOdd));
     const __m512i value =
         _mm512_add_epi16(_mm512_mask_blend_epi16(oddLanes, even, odd), _mm512_loadu_si512(g + c));
-    __m512i block = _mm512_mask_blend_epi16(lanes, _mm512_loadu_si512(x + c), value);
+    __m512i block = _mm512_mask_blend_epi16(lanes, _mm512_loadu_si512(source + c), value);
     if (copyFirst && c == 0) block = _mm512_permutexvar_epi16(firstFromSecond, block);
     if (copyLast && c == kSide - 32) block = _mm512_permutexvar_epi16(lastFromBefore, block);
     _mm512_storeu_si512(x + c, block);
   }
+}
+
+// Red of an odd row (green sites from the red site to the right) and of an
+// even row (from above and above-right); blue of an even row (from the
+// right), of an odd row (from below and below-left) and of the last row.
+VOBREX_TARGET_AVX512 void RedOddAvx512(int16_t* r, const int16_t* source, const int16_t* g) {
+  DifferenceRow(r, source, g, 1, 1, kOddColumns, 1, 509, false, true);
+}
+VOBREX_TARGET_AVX512 void RedEvenAvx512(int16_t* r, const int16_t* g) {
+  DifferenceRow(r, r, g, -kSide, 1 - kSide, kAllColumns, 0, 510, false, true);
+}
+VOBREX_TARGET_AVX512 void BlueEvenAvx512(int16_t* b, const int16_t* source, const int16_t* g) {
+  DifferenceRow(b, source, g, 1, 1, kEvenColumns, 2, 510, true, false);
+}
+VOBREX_TARGET_AVX512 void BlueOddAvx512(int16_t* b, const int16_t* g) {
+  DifferenceRow(b, b, g, kSide, kSide - 1, kAllColumns, 0, 511, false, false);
+}
+VOBREX_TARGET_AVX512 void BlueLastAvx512(int16_t* b, const int16_t* g) {
+  DifferenceRow(b, b, g, kSide, kSide, kEvenColumns, 0, 510, false, false);
 }
 
 #endif
@@ -374,9 +408,9 @@ void FillRedRow(int16_t* r, const int16_t* g, int y) {
 #if defined(VOBREX_X86_SIMD)
   if (ActiveSimdLevel() == SimdLevel::kAvx512) {
     if (y % 2 == 1) {
-      DifferenceRow(r, g, 1, 1, kOddColumns, 1, 509, false, true);
+      RedOddAvx512(r, r, g);
     } else {
-      DifferenceRow(r, g, -kSide, 1 - kSide, kAllColumns, 0, 510, false, true);
+      RedEvenAvx512(r, g);
     }
     return;
   }
@@ -397,11 +431,11 @@ void FillBlueRow(int16_t* b, const int16_t* g, int y) {
 #if defined(VOBREX_X86_SIMD)
   if (ActiveSimdLevel() == SimdLevel::kAvx512) {
     if (y % 2 == 0) {
-      DifferenceRow(b, g, 1, 1, kEvenColumns, 2, 510, true, false);
+      BlueEvenAvx512(b, b, g);
     } else if (y <= 509) {
-      DifferenceRow(b, g, kSide, kSide - 1, kAllColumns, 0, 511, false, false);
+      BlueOddAvx512(b, g);
     } else {
-      DifferenceRow(b, g, kSide, kSide, kEvenColumns, 0, 510, false, false);
+      BlueLastAvx512(b, g);
     }
     return;
   }
@@ -420,6 +454,51 @@ void FillBlueRow(int16_t* b, const int16_t* g, int y) {
   for (int x = 0; x <= 510; x += 2) b[x] = Store(b[x + kSide] - g[x + kSide] + g[x]);
   if (y > 509) return;
   for (int x = 1; x <= 511; x += 2) b[x] = Store(b[x - 1 + kSide] - g[x - 1 + kSide] + g[x]);
+}
+
+const int16_t* FieldLineOfRow(const int16_t* raw, int y) {
+  return raw + (y % 2 == 0 ? 0 : kFieldSamples) + (y / 2) * kSide;
+}
+
+void FillGreenRowFromLines(const int16_t* raw, int16_t* row, int y) {
+  const int16_t* here = FieldLineOfRow(raw, y);
+  const int16_t* above = FieldLineOfRow(raw, y - 1);
+  const int16_t* below = FieldLineOfRow(raw, y + 1);
+  const bool evenRow = y % 2 == 0;
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) {
+    return GreenRowAvx512(row, here, above, below, evenRow);
+  }
+#endif
+  std::memcpy(row, here, kSide * sizeof(int16_t));
+  const int firstSite = evenRow ? 1 : 2;
+  for (int x = firstSite; x <= firstSite + 508; x += 2) {
+    row[x] = Store(GreenEstimateOf(here[x - 1], here[x + 1], above[x], below[x]));
+  }
+  const int edge = evenRow ? 511 : 0;
+  row[edge] = Store((above[edge] + below[edge]) >> 1);
+}
+
+void FillRedRowFromLine(const int16_t* raw, int16_t* red, const int16_t* green, int y) {
+  const int16_t* line = FieldLineOfRow(raw, y);
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) {
+    return RedOddAvx512(red, line, green);
+  }
+#endif
+  std::memcpy(red, line, kSide * sizeof(int16_t));
+  FillRedRow(red, green, y);
+}
+
+void FillBlueRowFromLine(const int16_t* raw, int16_t* blue, const int16_t* green, int y) {
+  const int16_t* line = FieldLineOfRow(raw, y);
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) {
+    return BlueEvenAvx512(blue, line, green);
+  }
+#endif
+  std::memcpy(blue, line, kSide * sizeof(int16_t));
+  FillBlueRow(blue, green, y);
 }
 
 // Odd rows first: the even rows take their red from the odd row above.

@@ -47,6 +47,18 @@ void FillRedRow(int16_t* red, const int16_t* green, int y);
 // filled blue and green of the even row below.
 void FillBlueRow(int16_t* blue, const int16_t* green, int y);
 
+// Without the pair smoothing (`optionV` other than 1) a plane row's samples
+// are its field line's as they are, so the steps may read the lines in
+// place of split rows: the whole row is written, as the split and the step
+// together leave it. Row y reads the field lines of rows y - 1..y + 1 and up
+// to 2 values before and past them (y from 2 to 509 keeps that in the frame).
+// Green of row y from the lines of rows y - 1..y + 1.
+void FillGreenRowFromLines(const int16_t* raw, int16_t* green, int y);
+// Red of an odd row y from its line and the filled green of row y.
+void FillRedRowFromLine(const int16_t* raw, int16_t* red, const int16_t* green, int y);
+// Blue of an even row y from its line and the filled green of row y.
+void FillBlueRowFromLine(const int16_t* raw, int16_t* blue, const int16_t* green, int y);
+
 // Green at the red and blue sites.
 void FillGreen(int16_t* planes);
 // Red at the green and blue sites, by colour difference from one red

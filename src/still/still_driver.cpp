@@ -106,7 +106,7 @@ bool RunDemosaiced(Camera& cam, Owned<int16_t>& samples, Obtain obtain, std::siz
   if (rows != nullptr && kernel != StillKernel::kNone) {
     const StillKernelRows kernelRows = KernelRows(kernel, cam.modes);
     StillPictureWriter writer(kernelRows.rows, kernelRows.content, kernelRows.mix, *rows,
-                              orientation);
+                              orientation, kernelRows.mixGroup);
     StreamStill(samples.get(), optionV, window.get(), writer);
   }
   samples.reset();

@@ -44,7 +44,8 @@ void StillToColour320(const CameraModes& modes, const int16_t* planes, StillRows
 struct StillKernelRows {
   StillPictureRows rows;
   StillContent content;
-  StillMix mix;  // for kMixed
+  StillMix mix;                      // for kMixed
+  StillGroupMix mixGroup = nullptr;  // the rows resampled and mixed in one, when there is one
 };
 StillKernelRows ColourKernelRows(const CameraModes& modes, int size);
 StillKernelRows GreyKernelRows(int size);

@@ -14,7 +14,7 @@ StillRowComponents Mean(const int32_t* red, const int32_t* green, const int32_t*
 void WriteColour(const CameraModes& modes, const int16_t* planes, StillRows& out, int orientation,
                  int size) {
   const StillKernelRows kernel = ColourKernelRows(modes, size);
-  StillPictureWriter(kernel.rows, kernel.content, kernel.mix, out, orientation)
+  StillPictureWriter(kernel.rows, kernel.content, kernel.mix, out, orientation, kernel.mixGroup)
       .WritePicture(planes);
 }
 
@@ -26,7 +26,10 @@ StillKernelRows ColourKernelRows(const CameraModes& modes, int size) {
                                             : StillRows320();
   if (modes.outputFormat == 1) return {rows, StillContent::kColour, nullptr};
   if (modes.optionQ == 1) return {rows, StillContent::kGreenAlone, nullptr};
-  return {rows, StillContent::kMixed, Mean};
+  return {rows, StillContent::kMixed, Mean,
+          size == 0   ? MixMeanRow640
+          : size == 1 ? MixMeanGroup480
+                      : MixMeanRow320};
 }
 
 void StillToColour(const CameraModes& modes, const int16_t* planes, StillRows& out,

@@ -13,7 +13,7 @@ StillRowComponents Grey(const int32_t* red, const int32_t* green, const int32_t*
 
 void WriteGrey(const int16_t* planes, StillRows& out, int orientation, int size) {
   const StillKernelRows kernel = GreyKernelRows(size);
-  StillPictureWriter(kernel.rows, kernel.content, kernel.mix, out, orientation)
+  StillPictureWriter(kernel.rows, kernel.content, kernel.mix, out, orientation, kernel.mixGroup)
       .WritePicture(planes);
 }
 
@@ -24,7 +24,10 @@ StillKernelRows GreyKernelRows(int size) {
   return {size == 0   ? StillRows640(true)
           : size == 1 ? StillRows480()
                       : StillRows320(),
-          StillContent::kMixed, Grey};
+          StillContent::kMixed, Grey,
+          size == 0   ? MixGreyRow640
+          : size == 1 ? MixGreyGroup480
+                      : MixGreyRow320};
 }
 
 void StillToGrey(const int16_t* planes, StillRows& out, int orientation) {

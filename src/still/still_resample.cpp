@@ -41,6 +41,21 @@ void Resample480(const int16_t* a, int r, int32_t* line) {
 void Narrow480(const int16_t* a, int r, uint16_t* line) {
   WidenSixteenToFifteen(a, a + kSide, a + 2 * kSide, a + 3 * kSide, r % 3, line);
 }
+void Resample480Group(const int16_t* a, int32_t* const lines[3]) {
+  const int16_t* const rows[4] = {a, a + kSide, a + 2 * kSide, a + 3 * kSide};
+  WidenSixteenToFifteenRows(rows, lines);
+}
+void Narrow480Group(const int16_t* a, uint16_t* const lines[3]) {
+  const int16_t* const rows[4] = {a, a + kSide, a + 2 * kSide, a + 3 * kSide};
+  WidenSixteenToFifteenRows(rows, lines);
+}
+void Mix480Group(const int16_t* red, const int16_t* green, const int16_t* blue, WideningMix mix,
+                 uint16_t* const lines[3]) {
+  const int16_t* const r[4] = {red, red + kSide, red + 2 * kSide, red + 3 * kSide};
+  const int16_t* const g[4] = {green, green + kSide, green + 2 * kSide, green + 3 * kSide};
+  const int16_t* const b[4] = {blue, blue + kSide, blue + 2 * kSide, blue + 3 * kSide};
+  WidenSixteenToFifteenMixed(r, g, b, mix, lines);
+}
 
 // Output positions 0, 1.6, 3.2, 4.8 and 6.4 of each group of eight columns
 // of the even plane rows; the vector form reads 32 values into the row
@@ -52,6 +67,32 @@ void Narrow320(const int16_t* row, int, uint16_t* line) { WidenEightToFive(row, 
 
 }  // namespace
 
+void MixGreyGroup480(const int16_t* red, const int16_t* green, const int16_t* blue,
+                     uint16_t* const lines[3]) {
+  Mix480Group(red, green, blue, WideningMix::kGrey, lines);
+}
+void MixMeanGroup480(const int16_t* red, const int16_t* green, const int16_t* blue,
+                     uint16_t* const lines[3]) {
+  Mix480Group(red, green, blue, WideningMix::kMean, lines);
+}
+
+void MixGreyRow640(const int16_t* red, const int16_t* green, const int16_t* blue,
+                   uint16_t* const lines[3]) {
+  WidenFourToFiveMixed(red, green, blue, 128, true, WideningMix::kGrey, lines[0]);
+}
+void MixMeanRow640(const int16_t* red, const int16_t* green, const int16_t* blue,
+                   uint16_t* const lines[3]) {
+  WidenFourToFiveMixed(red, green, blue, 128, false, WideningMix::kMean, lines[0]);
+}
+void MixGreyRow320(const int16_t* red, const int16_t* green, const int16_t* blue,
+                   uint16_t* const lines[3]) {
+  WidenEightToFiveMixed(red, green, blue, 64, WideningMix::kGrey, lines[0]);
+}
+void MixMeanRow320(const int16_t* red, const int16_t* green, const int16_t* blue,
+                   uint16_t* const lines[3]) {
+  WidenEightToFiveMixed(red, green, blue, 64, WideningMix::kMean, lines[0]);
+}
+
 StillPictureRows StillRows640(bool firstShifted) {
   if (firstShifted)
     return {640, 480, Resample640Shifted, Narrow640Shifted, Source640, Last640, false};
@@ -59,7 +100,8 @@ StillPictureRows StillRows640(bool firstShifted) {
 }
 
 StillPictureRows StillRows480() {
-  return {480, 360, Resample480, Narrow480, Source480, Last480, false};
+  return {480,     360,   Resample480, Narrow480,        Source480,
+          Last480, false, 3,           Resample480Group, Narrow480Group};
 }
 
 StillPictureRows StillRows320() {

@@ -60,6 +60,14 @@ class PlaneWindow {
 // and a picture row not yet made reads from row 2r - 8 on (the 480-row
 // picture's four rows from its first, and one more that its vector form
 // reads into).
+//
+// Without the pair smoothing the rows the fills take from the split are the
+// field lines as they are, so green, red of the odd rows and blue of the
+// even rows read the lines themselves and nothing is split: the rows a
+// split alone would have placed are never read (green rows are only read
+// filled; the red of an even row reads the red sites of the odd row above,
+// which its fill writes as the line has them, so that row is filled even
+// for a picture of the even rows alone).
 void StreamStill(const int16_t* raw, uint32_t optionV, int16_t* window,
                  StillPictureWriter& writer) {
   const StillPictureRows& rows = writer.Rows();
@@ -74,21 +82,40 @@ void StreamStill(const int16_t* raw, uint32_t optionV, int16_t* window,
   const int firstLine = (firstFilled - 1) / 2;
   // The line after which row `last` is complete.
   const int lastLine = (last + 5) / 2;
+  // The lines the steps read (rows firstFilled - 1..2 lastLine + 1) lie
+  // inside the frame with room for the reads beside them, and the first red
+  // row filled from its line is the first one filled (an odd row), so an
+  // even row always finds the red row above it filled.
+  const bool fromLines =
+      optionV != 1 && firstFilled >= 3 && firstFilled % 2 == 1 && lastLine <= 254;
   PlaneWindow planes(window, 2 * firstLine);
   int next = 0;  // the next picture row
   for (int r = firstLine; r <= lastLine; ++r) {
     planes.Reach(2 * r + 1);
-    SplitFieldLine(raw, r, planes.Rows(2 * r), planes.Rows(2 * r + 1), optionV);
+    if (!fromLines) {
+      SplitFieldLine(raw, r, planes.Rows(2 * r), planes.Rows(2 * r + 1), optionV);
+    }
     for (int y : {2 * r - 1, 2 * r}) {
-      if (y >= firstFilled) FillGreenRow(planes.Row(kGreenPlane, y), y);
+      if (y < firstFilled) continue;
+      if (fromLines) {
+        FillGreenRowFromLines(raw, planes.Row(kGreenPlane, y), y);
+      } else {
+        FillGreenRow(planes.Row(kGreenPlane, y), y);
+      }
     }
     for (int y : {2 * r - 1, 2 * r - 2}) {
-      if (y >= firstFilled && (y % 2 == 0 || !evenRowsOnly)) {
+      if (y < firstFilled) continue;
+      if (fromLines && y % 2 == 1) {
+        FillRedRowFromLine(raw, planes.Row(kRedPlane, y), planes.Row(kGreenPlane, y), y);
+      } else if (y % 2 == 0 || !evenRowsOnly) {
         FillRedRow(planes.Row(kRedPlane, y), planes.Row(kGreenPlane, y), y);
       }
     }
     for (int y : {2 * r - 2, 2 * r - 5}) {
-      if (y >= first && (y % 2 == 0 || !evenRowsOnly)) {
+      if (y < first) continue;
+      if (fromLines && y % 2 == 0) {
+        FillBlueRowFromLine(raw, planes.Row(kBluePlane, y), planes.Row(kGreenPlane, y), y);
+      } else if (y % 2 == 0 || !evenRowsOnly) {
         FillBlueRow(planes.Row(kBluePlane, y), planes.Row(kGreenPlane, y), y);
       }
     }

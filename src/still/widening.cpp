@@ -108,6 +108,15 @@ VOBREX_TARGET_AVX512 inline void StorePair(uint16_t* out, __m512i first, __m512i
       out, _mm512_permutex2var_epi8(first, _mm512_loadu_si512(kPackLanes.index), second));
 }
 
+// The five vectors of one step of sixteen groups (80 values): the first
+// four in pairs, the fifth alone.
+template <class Out>
+VOBREX_TARGET_AVX512 inline void StoreFive(Out* out, const __m512i (&v)[5]) {
+  StorePair(out, v[0], v[1]);
+  StorePair(out + 32, v[2], v[3]);
+  StoreLanes(out + 64, __mmask16(0xFFFF), v[4]);
+}
+
 VOBREX_TARGET_AVX512 inline __m512i DivideBy3(__m512i x) { return DivideExactly(x, kReciprocal3); }
 VOBREX_TARGET_AVX512 inline __m512i DivideBy7(__m512i x) { return DivideExactly(x, kReciprocal7); }
 
@@ -162,16 +171,16 @@ VOBREX_TARGET_AVX512 void WidenAvx512(const int16_t* row, int groups, Out* line,
     const __m512i* weight = reinterpret_cast<const __m512i*>(kSpread.weight[shifted]);
     for (int q = 0; 16 * q < groups; ++q) {
       const int16_t* step = row + 64 * q;
-      Out* out = line + 80 * q;
+      __m512i v[5];
 #pragma GCC unroll 5
       for (int z = 0; z < 5; ++z) {
         const int16_t* window = step + 4 * kSpread.firstGroup[z];
         const __m512i pairs =
             _mm512_permutex2var_epi8(_mm512_loadu_si512(window), _mm512_loadu_si512(index + z),
                                      _mm512_loadu_si512(window + 32));
-        StoreLanes(out + 16 * z, __mmask16(0xFFFF),
-                   DivideBy5(_mm512_madd_epi16(pairs, _mm512_loadu_si512(weight + z))));
+        v[z] = DivideBy5(_mm512_madd_epi16(pairs, _mm512_loadu_si512(weight + z)));
       }
+      StoreFive(line + 80 * q, v);
     }
     return;
   }
@@ -239,16 +248,16 @@ VOBREX_TARGET_AVX512 void EightToFiveAvx512(const int16_t* row, int groups, Out*
     const __m512i* weight = reinterpret_cast<const __m512i*>(kEighthSpread.weight);
     for (int q = 0; 16 * q < groups; ++q) {
       const int16_t* step = row + 128 * q;
-      Out* out = line + 80 * q;
+      __m512i v[5];
 #pragma GCC unroll 5
       for (int z = 0; z < 5; ++z) {
         const int16_t* window = step + 8 * kEighthSpread.firstGroup[z];
         const __m512i pairs =
             _mm512_permutex2var_epi8(_mm512_loadu_si512(window), _mm512_loadu_si512(index + z),
                                      _mm512_loadu_si512(window + 32));
-        StoreLanes(out + 16 * z, __mmask16(0xFFFF),
-                   DivideBy5(_mm512_madd_epi16(pairs, _mm512_loadu_si512(weight + z))));
+        v[z] = DivideBy5(_mm512_madd_epi16(pairs, _mm512_loadu_si512(weight + z)));
       }
+      StoreFive(line + 80 * q, v);
     }
     return;
   }
@@ -394,6 +403,134 @@ VOBREX_TARGET_AVX512 void FifteenAvx512(const int16_t* a, const int16_t* b, cons
   }
 }
 
+// The pairs of one row for output vector z, gathered by the lane table
+// `index`, and their weighted sums.
+VOBREX_TARGET_AVX512 inline __m512i GatherPairs(const int16_t* row, int first, __m512i index) {
+  return _mm512_permutex2var_epi8(_mm512_loadu_si512(row + first), index,
+                                  _mm512_loadu_si512(row + first + 32));
+}
+VOBREX_TARGET_AVX512 inline __m512i Weighted(__m512i pairs, int z, int weights) {
+  return _mm512_madd_epi16(pairs, _mm512_loadu_si512(kFifteenths.weight[z][weights]));
+}
+
+// The mixes of three resampled values as MeanAvx512 and GreyAvx512 form
+// them.
+template <WideningMix kMix>
+VOBREX_TARGET_AVX512 inline __m512i MixValues(__m512i r, __m512i g, __m512i b) {
+  if constexpr (kMix == WideningMix::kGrey) {
+    return DivideBy7(
+        _mm512_add_epi32(_mm512_add_epi32(_mm512_slli_epi32(r, 1), _mm512_slli_epi32(g, 2)), b));
+  } else {
+    return DivideBy3(_mm512_add_epi32(_mm512_add_epi32(r, g), b));
+  }
+}
+
+// Sixteen resampled values of one row by a lane table and its weights, the
+// weights summing to 5.
+VOBREX_TARGET_AVX512 inline __m512i FifthsOf(const int16_t* window, __m512i index, __m512i weight) {
+  const __m512i pairs =
+      _mm512_permutex2var_epi8(_mm512_loadu_si512(window), index, _mm512_loadu_si512(window + 32));
+  return DivideBy5(_mm512_madd_epi16(pairs, weight));
+}
+
+// The grey and mean rows of the 640- and 320-wide pictures straight from
+// the three planes' rows, whole steps of sixteen groups only (as the still
+// rows come): each plane's values as WidenAvx512 and EightToFiveAvx512 make
+// them, mixed in registers.
+template <WideningMix kMix>
+VOBREX_TARGET_AVX512 void FourToFiveMixedAvx512(const int16_t* red, const int16_t* green,
+                                                const int16_t* blue, int groups, bool firstShifted,
+                                                uint16_t* line) {
+  const int shifted = firstShifted ? 1 : 0;
+  const __m512i* index = reinterpret_cast<const __m512i*>(kSpread.index[shifted]);
+  const __m512i* weight = reinterpret_cast<const __m512i*>(kSpread.weight[shifted]);
+  for (int q = 0; 16 * q < groups; ++q) {
+    __m512i v[5];
+#pragma GCC unroll 5
+    for (int z = 0; z < 5; ++z) {
+      const int at = 64 * q + 4 * kSpread.firstGroup[z];
+      const __m512i i = _mm512_loadu_si512(index + z), w = _mm512_loadu_si512(weight + z);
+      v[z] = MixValues<kMix>(FifthsOf(red + at, i, w), FifthsOf(green + at, i, w),
+                             FifthsOf(blue + at, i, w));
+    }
+    StoreFive(line + 80 * q, v);
+  }
+}
+
+template <WideningMix kMix>
+VOBREX_TARGET_AVX512 void EightToFiveMixedAvx512(const int16_t* red, const int16_t* green,
+                                                 const int16_t* blue, int groups, uint16_t* line) {
+  const __m512i* index = reinterpret_cast<const __m512i*>(kEighthSpread.index);
+  const __m512i* weight = reinterpret_cast<const __m512i*>(kEighthSpread.weight);
+  for (int q = 0; 16 * q < groups; ++q) {
+    __m512i v[5];
+#pragma GCC unroll 5
+    for (int z = 0; z < 5; ++z) {
+      const int at = 128 * q + 8 * kEighthSpread.firstGroup[z];
+      const __m512i i = _mm512_loadu_si512(index + z), w = _mm512_loadu_si512(weight + z);
+      v[z] = MixValues<kMix>(FifthsOf(red + at, i, w), FifthsOf(green + at, i, w),
+                             FifthsOf(blue + at, i, w));
+    }
+    StoreFive(line + 80 * q, v);
+  }
+}
+
+// The three kinds of output vector z of one group of four plane rows
+// (row[0..3]: a..d): each row's pairs are gathered once (row c serves
+// kinds 1 and 2). Each value is the sum FifteenVector forms for its kind.
+VOBREX_TARGET_AVX512 inline void FifteenKinds(const int16_t* const row[4], int z, __m512i index,
+                                              __m512i kinds[3]) {
+  const int first = kFifteenths.first[z];
+  const __m512i pc = GatherPairs(row[2], first, index);
+  kinds[0] = DivideExactly(Weighted(GatherPairs(row[0], first, index), z, 0), kReciprocal15);
+  kinds[1] = DivideExactly(
+      _mm512_add_epi32(Weighted(pc, z, 1), Weighted(GatherPairs(row[1], first, index), z, 2)),
+      kReciprocal45);
+  kinds[2] = DivideExactly(
+      _mm512_add_epi32(Weighted(pc, z, 3), Weighted(GatherPairs(row[3], first, index), z, 4)),
+      kReciprocal45);
+}
+
+// The three picture rows of one group at once, the lane table loaded once
+// for all three.
+template <class Out>
+VOBREX_TARGET_AVX512 void FifteenRowsAvx512(const int16_t* const row[4], Out* const out[3]) {
+  for (int z = 0; z < 30; z += 2) {
+    __m512i value[2][3];
+    for (int half = 0; half < 2; ++half) {
+      FifteenKinds(row, z + half, _mm512_loadu_si512(kFifteenths.index[z + half]), value[half]);
+    }
+    for (int kind = 0; kind < 3; ++kind) {
+      StorePair(out[kind] + 16 * z, value[0][kind], value[1][kind]);
+    }
+  }
+}
+
+// The mixed rows of a group straight from the three planes' rows: the
+// resampled values of each plane stay in registers, and the mix takes them
+// as MeanAvx512 and GreyAvx512 take them from memory.
+template <WideningMix kMix>
+VOBREX_TARGET_AVX512 void FifteenMixedAvx512(const int16_t* const red[4],
+                                             const int16_t* const green[4],
+                                             const int16_t* const blue[4], uint16_t* const out[3]) {
+  for (int z = 0; z < 30; z += 2) {
+    __m512i mixed[2][3];
+    for (int half = 0; half < 2; ++half) {
+      const __m512i index = _mm512_loadu_si512(kFifteenths.index[z + half]);
+      __m512i r[3], g[3], b[3];
+      FifteenKinds(red, z + half, index, r);
+      FifteenKinds(green, z + half, index, g);
+      FifteenKinds(blue, z + half, index, b);
+      for (int kind = 0; kind < 3; ++kind) {
+        mixed[half][kind] = MixValues<kMix>(r[kind], g[kind], b[kind]);
+      }
+    }
+    for (int kind = 0; kind < 3; ++kind) {
+      StorePair(out[kind] + 16 * z, mixed[0][kind], mixed[1][kind]);
+    }
+  }
+}
+
 #endif
 
 template <class Out>
@@ -451,6 +588,16 @@ void Fifteen(const int16_t* a, const int16_t* b, const int16_t* c, const int16_t
 }
 
 template <class Out>
+void FifteenRows(const int16_t* const row[4], Out* const out[3]) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) return FifteenRowsAvx512(row, out);
+#endif
+  for (int kind = 0; kind < 3; ++kind) {
+    FifteenPortable(row[0], row[1], row[2], row[3], kind, out[kind]);
+  }
+}
+
+template <class Out>
 void EightToFive(const int16_t* row, int groups, Out* out) {
 #if defined(VOBREX_X86_SIMD)
   if (ActiveSimdLevel() == SimdLevel::kAvx512) return EightToFiveAvx512(row, groups, out);
@@ -499,6 +646,82 @@ void WidenSixteenToFifteen(const int16_t* a, const int16_t* b, const int16_t* c,
                            int kind, uint16_t* out) {
   Fifteen(a, b, c, d, kind, out);
 }
+void WidenSixteenToFifteenRows(const int16_t* const row[4], int32_t* const out[3]) {
+  FifteenRows(row, out);
+}
+void WidenSixteenToFifteenRows(const int16_t* const row[4], uint16_t* const out[3]) {
+  FifteenRows(row, out);
+}
+void WidenSixteenToFifteenMixed(const int16_t* const red[4], const int16_t* const green[4],
+                                const int16_t* const blue[4], WideningMix mix,
+                                uint16_t* const out[3]) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) {
+    if (mix == WideningMix::kGrey)
+      return FifteenMixedAvx512<WideningMix::kGrey>(red, green, blue, out);
+    return FifteenMixedAvx512<WideningMix::kMean>(red, green, blue, out);
+  }
+#endif
+  int32_t values[3][480];
+  for (int kind = 0; kind < 3; ++kind) {
+    FifteenPortable(red[0], red[1], red[2], red[3], kind, values[0]);
+    FifteenPortable(green[0], green[1], green[2], green[3], kind, values[1]);
+    FifteenPortable(blue[0], blue[1], blue[2], blue[3], kind, values[2]);
+    if (mix == WideningMix::kGrey) {
+      MixGrey(values[0], values[1], values[2], 480, out[kind]);
+    } else {
+      MixMean(values[0], values[1], values[2], 480, out[kind]);
+    }
+  }
+}
+namespace {
+
+// One group of each plane at a time, mixed as MixMean and MixGrey mix.
+void MixFive(const int32_t* r, const int32_t* g, const int32_t* b, WideningMix mix, uint16_t* out) {
+  if (mix == WideningMix::kGrey) return MixGrey(r, g, b, 5, out);
+  MixMean(r, g, b, 5, out);
+}
+
+}  // namespace
+
+void WidenFourToFiveMixed(const int16_t* red, const int16_t* green, const int16_t* blue, int groups,
+                          bool firstShifted, WideningMix mix, uint16_t* out) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512 && groups % 16 == 0) {
+    if (mix == WideningMix::kGrey) {
+      return FourToFiveMixedAvx512<WideningMix::kGrey>(red, green, blue, groups, firstShifted, out);
+    }
+    return FourToFiveMixedAvx512<WideningMix::kMean>(red, green, blue, groups, firstShifted, out);
+  }
+#endif
+  for (int k = 0; k < groups; ++k) {
+    int32_t r[5], g[5], b[5];
+    WidenPortable(red + 4 * k, 1, r, firstShifted);
+    WidenPortable(green + 4 * k, 1, g, firstShifted);
+    WidenPortable(blue + 4 * k, 1, b, firstShifted);
+    MixFive(r, g, b, mix, out + 5 * k);
+  }
+}
+
+void WidenEightToFiveMixed(const int16_t* red, const int16_t* green, const int16_t* blue,
+                           int groups, WideningMix mix, uint16_t* out) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512 && groups % 16 == 0) {
+    if (mix == WideningMix::kGrey) {
+      return EightToFiveMixedAvx512<WideningMix::kGrey>(red, green, blue, groups, out);
+    }
+    return EightToFiveMixedAvx512<WideningMix::kMean>(red, green, blue, groups, out);
+  }
+#endif
+  for (int k = 0; k < groups; ++k) {
+    int32_t r[5], g[5], b[5];
+    EightToFivePortable(red + 8 * k, 1, r);
+    EightToFivePortable(green + 8 * k, 1, g);
+    EightToFivePortable(blue + 8 * k, 1, b);
+    MixFive(r, g, b, mix, out + 5 * k);
+  }
+}
+
 void WidenEightToFive(const int16_t* row, int groups, int32_t* out) {
   EightToFive(row, groups, out);
 }

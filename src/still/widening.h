@@ -34,6 +34,28 @@ void WidenEightToFive(const int16_t* row, int groups, uint16_t* out);
 void WidenSixteenToFifteen(const int16_t* a, const int16_t* b, const int16_t* c, const int16_t* d,
                            int kind, int32_t* out);
 
+// The three picture rows of rows row[0..3] (a..d) at once: kinds 0, 1 and 2
+// into out[0], out[1] and out[2], each as WidenSixteenToFifteen makes it.
+void WidenSixteenToFifteenRows(const int16_t* const row[4], int32_t* const out[3]);
+void WidenSixteenToFifteenRows(const int16_t* const row[4], uint16_t* const out[3]);
+
+// The mixes a grey row takes of its resampled red, green and blue.
+enum class WideningMix { kMean, kGrey };
+
+// The three picture rows of a group mixed from the three planes' rows a..d:
+// out[kind] is MixMean or MixGrey of the kind's WidenSixteenToFifteen lines.
+void WidenSixteenToFifteenMixed(const int16_t* const red[4], const int16_t* const green[4],
+                                const int16_t* const blue[4], WideningMix mix,
+                                uint16_t* const out[3]);
+
+// A mixed row straight from the three planes' rows: MixMean or MixGrey of
+// the rows' WidenFourToFive and WidenEightToFive values, reading as those
+// read.
+void WidenFourToFiveMixed(const int16_t* red, const int16_t* green, const int16_t* blue, int groups,
+                          bool firstShifted, WideningMix mix, uint16_t* out);
+void WidenEightToFiveMixed(const int16_t* red, const int16_t* green, const int16_t* blue,
+                           int groups, WideningMix mix, uint16_t* out);
+
 // Eight columns to five, for the 320-wide still pictures: for g = 0..groups
 // - 1, from s = row + 8g: out[5g] = s[0], out[5g + 1] = (2 s[1] + 3 s[2]) / 5,
 // out[5g + 2] = (4 s[3] + s[4]) / 5, out[5g + 3] = (s[4] + 4 s[5]) / 5,
