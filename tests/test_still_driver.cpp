@@ -5,16 +5,19 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <numbers>
 #include <vector>
 
 #include "mosaic/image.h"
 #include "mosaic/still_mosaic.h"
 #include "platform/cpu_features.h"
+#include "still/picture_rows.h"
 #include "still/still_demosaic.h"
 #include "still/still_driver.h"
 #include "still/still_kernels.h"
 #include "still/still_planes.h"
+#include "still/still_stream.h"
 
 namespace vobrex {
 namespace {
@@ -156,6 +159,80 @@ TEST(ConvertStill, RowByRowMatchesTheWholePlanes) {
       ASSERT_NE(out, nullptr);
       ASSERT_TRUE(std::equal(expected.begin(), expected.end(), out.get()))
           << int(level) << " " << size << content << optionV << orientation;
+    }
+  SetSimdLevel(before);
+}
+
+// A frame read a stretch at a time, as the raw bytes are widened on the
+// entry's route; every read must lie inside the frame.
+class CountedSource final : public StillFrameSource {
+ public:
+  explicit CountedSource(const std::vector<int16_t>& frame) : frame_(frame) {}
+  void Read(int at, int n, int16_t* out) const override {
+    EXPECT_TRUE(at >= 0 && n >= 0 && at + n <= int(frame_.size())) << at << " " << n;
+    if (at < 0 || n < 0 || at + n > int(frame_.size())) return;
+    std::copy(frame_.begin() + at, frame_.begin() + at + n, out);
+  }
+
+ private:
+  const std::vector<int16_t>& frame_;
+};
+
+// Widening each field line into the small line buffer just before the
+// stream reads it gives the picture of the widened frame, for codes 11 and
+// 13, every size, content and orientation, with and without the pair
+// smoothing (whose look-ahead crosses from one line into the next, and from
+// the first field into the second), in the portable and the vector code.
+// The line buffer stands for the samples: it is released, and the codes
+// without a demosaic convert as from a frame.
+TEST(ConvertStill, LineByLineMatchesTheWidenedFrame) {
+  uint32_t seed = 7;
+  auto next = [&seed] { return seed = seed * 1664525u + 1013904223u, int(seed >> 8); };
+  std::vector<int16_t> raw(262144);
+  for (std::size_t i = 0; i < raw.size(); i += 4) {
+    const int kind = next() % 3;
+    for (std::size_t k = i; k < i + 4; ++k)
+      raw[k] = int16_t(kind == 0   ? next()
+                       : kind == 1 ? 1000 + next() % 400 * (k % 2 ? -1 : 3)
+                                   : 1000 + next() % 300);
+  }
+  // Stripe pairs across every line end, so the smoothing of a line's first
+  // pair depends on the line before.
+  for (std::size_t i = 510; i + 4 < raw.size(); i += 512) {
+    for (std::size_t k = i; k < i + 4; ++k) raw[k] = int16_t(k % 2 ? 200 : 2000);
+  }
+  std::vector<SimdLevel> levels{SimdLevel::kScalar};
+  if (SupportedSimdLevel() == SimdLevel::kAvx512) levels.push_back(SimdLevel::kAvx512);
+  const SimdLevel before = ActiveSimdLevel();
+  for (SimdLevel level : levels)
+    for (int n = 0; n < 28; ++n) {
+      SetSimdLevel(level);
+      const int size = n % 3, content = n / 3 % 3, optionV = n / 9 % 2;
+      const int code = n < 18 ? 13 : n < 26 ? 11 : 23;
+      auto setUp = [&](Camera& cam) {
+        SetResolution(cam, code, size);
+        cam.modes.outputFormat = uint8_t(content);
+        cam.modes.optionV = uint32_t(optionV);
+        cam.modes.mirror = uint8_t(n / 4 % 2), cam.modes.flip = uint8_t(n / 5 % 2);
+      };
+      Camera cam, fromFrame;
+      setUp(cam);
+      setUp(fromFrame);
+
+      Owned<int16_t> samples = AllocateArray<int16_t>(raw.size());
+      std::copy(raw.begin(), raw.end(), samples.get());
+      Owned<uint16_t> expected = ConvertStill(fromFrame, samples, code);
+      ASSERT_NE(expected, nullptr) << n;
+
+      std::vector<uint16_t> out(cam.modes.imageBytes, 0);
+      StillArray rows(out.data());
+      Owned<int16_t> lines = AllocateStillLines();
+      std::size_t written = 0;
+      ASSERT_TRUE(ConvertStillRowsFromLines(cam, CountedSource(raw), lines, code, rows, written));
+      EXPECT_EQ(lines, nullptr);
+      EXPECT_EQ(std::memcmp(&cam.modes, &fromFrame.modes, sizeof(CameraModes)), 0);
+      ASSERT_TRUE(std::equal(out.begin(), out.end(), expected.get()))
+          << int(level) << " " << code << " " << size << content << optionV;
     }
   SetSimdLevel(before);
 }

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <vector>
 
+#include "capture/channel_tables.h"
 #include "capture/still_entry.h"
+#include "platform/cpu_features.h"
 #include "platform/memory.h"
 
 namespace vobrex {
@@ -131,6 +133,49 @@ TEST(GetVFWImage, MatchesStillCoreWithoutHeader) {
   ASSERT_EQ(GetVFWImage(video, raw.data(), pixels.data(), 13), 1);
   EXPECT_TRUE(std::equal(pixels.begin(), pixels.end(), block.begin() + 54));
   EXPECT_TRUE(std::all_of(block.begin(), block.begin() + 54, IsZero));
+}
+
+// The field lines a still widens as it goes are the widened frame's, for
+// tables that leave some colours as they are (a manual balance of 1, the
+// plain samples past the blocks) and change others: stretches that start on
+// either parity, cross from one field or block into the next or run past
+// the balanced blocks, short and long, portable and vector.
+TEST(StillLines, WidenedStretchesMatchTheWidenedFrame) {
+  const std::vector<uint8_t> raw = PseudoRandomFrame(2 * 262144);
+  SampleChannelTables tables;
+  for (int v = 0; v < 256; ++v) {
+    tables.table[kChannelGreen][v] = int16_t(v);
+    tables.table[kChannelBlue][v] = int16_t(3 * v - 300);
+    tables.table[kChannelRed][v] = int16_t(v);
+    tables.table[kChannelPlain][v] = int16_t(v);
+  }
+  std::vector<SimdLevel> levels{SimdLevel::kScalar};
+  if (SupportedSimdLevel() == SimdLevel::kAvx512) levels.push_back(SimdLevel::kAvx512);
+  const SimdLevel before = ActiveSimdLevel();
+  for (SimdLevel level : levels) {
+    SetSimdLevel(level);
+    std::vector<int16_t> frame(raw.size());
+    WidenRawBytes(frame.data(), raw.data(), int64_t(raw.size()), 1, tables);
+    // Green and red alone as they are: the second field's lines are plain.
+    SampleChannelTables plainSecond = tables;
+    for (int v = 0; v < 256; ++v) plainSecond.table[kChannelBlue][v] = int16_t(v);
+    std::vector<int16_t> plainFrame(raw.size());
+    WidenRawBytes(plainFrame.data(), raw.data(), int64_t(raw.size()), 1, plainSecond);
+    for (const SampleChannelTables* t : {&tables, &plainSecond}) {
+      const PreparedChannelTables prepared = PrepareChannelTables(*t);
+      const std::vector<int16_t>& expected = t == &tables ? frame : plainFrame;
+      for (int64_t at : {0, 1, 511, 131070, 131073, 262100, 262143, 300001}) {
+        for (int64_t n : {0, 2, 63, 64, 576, 4099}) {
+          std::vector<int16_t> part(std::size_t(n) + 1, int16_t(-7));
+          WidenRawRange(part.data(), raw.data(), at, n, 1, prepared);
+          ASSERT_TRUE(std::equal(part.begin(), part.begin() + n, expected.begin() + at))
+              << int(level) << " " << at << " " << n;
+          EXPECT_EQ(part[std::size_t(n)], -7);
+        }
+      }
+    }
+  }
+  SetSimdLevel(before);
 }
 
 }  // namespace

@@ -289,6 +289,7 @@ PreparedChannelTables PrepareChannelTables(const SampleChannelTables& tables) {
   PreparedChannelTables t{};
   t.words = tables;
   for (int c = 0; c < 4; ++c) {
+    t.identity[c] = IsIdentity(tables.table[c]);
     for (int v = 0; v < 256; ++v) {
       const auto word = static_cast<uint16_t>(tables.table[c][v]);
       t.low[c][v] = static_cast<uint8_t>(word & 0xFF);
@@ -316,15 +317,26 @@ void WidenRawRange(int16_t* out, const uint8_t* raw, int64_t at, int64_t n, int 
       end = std::min(end, (field + 1) * kMosaicFieldSamples);
     }
     if (i % 2 != 0) std::swap(even, odd);
+    const bool plain = tables.identity[even] && tables.identity[odd];
 #if defined(VOBREX_X86_SIMD)
-    if (wide) {
+    if (wide && plain) {
+      ZeroExtendAvx512(out + (i - at), raw + i, end - i);
+      i = end;
+      continue;
+    }
+    // A run shorter than a vector is all tail: no tables to load for it.
+    if (wide && end - i >= 64) {
       WidenPreparedAvx512(out + (i - at), raw + i, end - i, tables, even, odd);
       i = end;
       continue;
     }
 #endif
-    WidenPortable(out + (i - at), raw + i, end - i, tables.words.table[even],
-                  tables.words.table[odd]);
+    if (plain) {
+      ZeroExtendPortable(out + (i - at), raw + i, end - i);
+    } else {
+      WidenPortable(out + (i - at), raw + i, end - i, tables.words.table[even],
+                    tables.words.table[odd]);
+    }
     i = end;
   }
   static_cast<void>(wide);

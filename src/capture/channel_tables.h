@@ -41,6 +41,7 @@ void WidenRawBytes(int16_t* samples, const uint8_t* raw, int64_t count, int bloc
 // stretches of a frame.
 struct PreparedChannelTables {
   SampleChannelTables words;
+  bool identity[4];  // the table maps each byte value to itself
   alignas(64) uint8_t low[4][256];
   alignas(64) uint8_t high[4][256];
 };

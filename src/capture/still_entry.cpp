@@ -17,6 +17,7 @@
 #include "settings/curve_tables.h"
 #include "still/still_driver.h"
 #include "still/still_resample.h"
+#include "still/still_stream.h"
 
 namespace vobrex {
 
@@ -314,6 +315,51 @@ Streamed ConvertHighResFromRawBytes(Camera& cam, const uint8_t* raw, uint8_t* pi
   return Streamed::kConverted;
 }
 
+// A standard still's frame widened through the chain's tables a stretch at
+// a time, as the streamed demosaic reads its field lines.
+class WidenedRawFrame final : public StillFrameSource {
+ public:
+  WidenedRawFrame(const uint8_t* raw, const SampleChannelTables& tables, int blocks)
+      : raw_(raw), tables_(PrepareChannelTables(tables)), blocks_(blocks) {}
+  void Read(int at, int n, int16_t* out) const override {
+    WidenRawRange(out, raw_, at, n, blocks_, tables_);
+  }
+
+ private:
+  const uint8_t* raw_;
+  const PreparedChannelTables tables_;
+  int blocks_;
+};
+
+// True when a demosaiced standard still can be converted straight from the
+// raw bytes: the chain is one table per colour (no defect repair, no gain
+// by position).
+bool StillStreamsFromRawBytes(const Camera& cam, int code, bool defects) {
+  return (code == 11 || code == 13) && !defects && CanBalanceByTables(cam, code);
+}
+
+// The standard still conversion from the raw bytes, with no widened frame:
+// the line buffer is requested where the sample buffer would be, then the
+// balance runs its estimate on the bytes, and the demosaic widens each
+// field line just before it reads it.
+Streamed ConvertStillFromRawBytes(Camera& cam, const uint8_t* raw, int code, uint8_t* pixels,
+                                  uint32_t sizedFor) {
+  Owned<int16_t> lines = AllocateStillLines();
+  if (!lines) return Streamed::kFailed;
+  int16_t widen[256];
+  const BalanceKind kind = SetUpChain(cam, false, widen);
+  const SampleChannelTables t = BalanceTables(cam, WidenedBytes{raw, widen}, widen, code, kind);
+  if (!ImageFollows(cam, kind, false)) return Streamed::kBalanceOnly;
+  PackedStillRows rows(cam, pixels, sizedFor, false);
+  std::size_t written = 0;
+  const bool converted = ConvertStillRowsFromLines(
+      cam, WidenedRawFrame(raw, t, ResolutionScale(code)), lines, code, rows, written);
+  lines.reset();
+  if (!converted) return Streamed::kFailed;
+  rows.PackZeros(written);
+  return Streamed::kConverted;
+}
+
 // Option 'u' filters. A full-size standard still gets them only with the
 // option; smaller standard stills and high-resolution stills get the row
 // filter of their kind with it as well.
@@ -374,6 +420,10 @@ int ConvertCamFrame(Camera& cam, const uint8_t* raw, uint8_t* out, int code) {
   const bool defects = m.defectFixOn != 0 && m.stillFilter != 1;
   if (StreamsFromRawBytes(cam, code, defects)) {
     const Streamed done = ConvertHighResFromRawBytes(cam, raw, pixels, sizedFor);
+    if (done == Streamed::kFailed) return 0;
+    if (done == Streamed::kBalanceOnly) return 1;
+  } else if (StillStreamsFromRawBytes(cam, code, defects)) {
+    const Streamed done = ConvertStillFromRawBytes(cam, raw, code, pixels, sizedFor);
     if (done == Streamed::kFailed) return 0;
     if (done == Streamed::kBalanceOnly) return 1;
   } else {

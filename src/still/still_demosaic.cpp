@@ -75,8 +75,11 @@ void CopyLine(const int16_t* line, int16_t* to, int16_t* alsoTo) {
 
 void SplitFieldLine(const int16_t* raw, int r, const StillPlaneRows& even,
                     const StillPlaneRows& odd, uint32_t optionV) {
-  const int16_t* line1 = raw + r * kSide;
-  const int16_t* line2 = raw + kFieldSamples + r * kSide;
+  SplitFieldLines(raw + r * kSide, raw + kFieldSamples + r * kSide, r, even, odd, optionV);
+}
+
+void SplitFieldLines(const int16_t* line1, const int16_t* line2, int r, const StillPlaneRows& even,
+                     const StillPlaneRows& odd, uint32_t optionV) {
   int16_t* greenEven = even.green;
   int16_t* blueEven = even.blue;
   int16_t* redOdd = odd.red;
@@ -100,29 +103,29 @@ void SplitFieldLine(const int16_t* raw, int r, const StillPlaneRows& even,
     }
     return;
   }
-  const int16_t* field1 = raw;
-  const int16_t* field2 = raw + kFieldSamples;
+  // Offsets count from the start of each field line: the reads reach two
+  // samples into the lines on either side.
   // The stripe flag of the previous pair, which is the pattern of that
   // pair's samples alone: it carries from the last pair of one line to the
   // first pair of the next, and is cleared for the first pair of the frame.
   bool stripe = false;
   if (r > 0) {
-    const int i = r * kSide - 2;
-    stripe = StripePattern(field1[i], field1[i + 1], field1[i + 2], field1[i + 3], field2[i],
-                           field2[i + 1], field2[i + 2], field2[i + 3]);
+    const int i = -2;
+    stripe = StripePattern(line1[i], line1[i + 1], line1[i + 2], line1[i + 3], line2[i],
+                           line2[i + 1], line2[i + 2], line2[i + 3]);
   }
   for (int c = 0; c < kSide / 2; ++c) {
-    const int i = r * kSide + 2 * c;
+    const int i = 2 * c;
     // Each field is one continuous run: at the end of a line the look-ahead
     // pair is the start of the next line. Field 1's last look-ahead is the
     // start of field 2; field 2's last one lies past the frame and reads as
     // 0 (it only decides the smoothing of the bottom right pair, which no
     // kernel reads).
-    const int a0 = field1[i], a1 = field1[i + 1], a2 = field1[i + 2], a3 = field1[i + 3];
-    const int b0 = field2[i], b1 = field2[i + 1];
-    const bool lastPair = i + 2 >= kFieldSamples;
-    const int b2 = lastPair ? 0 : field2[i + 2];
-    const int b3 = lastPair ? 0 : field2[i + 3];
+    const int a0 = line1[i], a1 = line1[i + 1], a2 = line1[i + 2], a3 = line1[i + 3];
+    const int b0 = line2[i], b1 = line2[i + 1];
+    const bool lastPair = r * kSide + i + 2 >= kFieldSamples;
+    const int b2 = lastPair ? 0 : line2[i + 2];
+    const int b3 = lastPair ? 0 : line2[i + 3];
 
     const int x = 2 * c;
     greenEven[x] = Store(a0);
@@ -461,9 +464,12 @@ const int16_t* FieldLineOfRow(const int16_t* raw, int y) {
 }
 
 void FillGreenRowFromLines(const int16_t* raw, int16_t* row, int y) {
-  const int16_t* here = FieldLineOfRow(raw, y);
-  const int16_t* above = FieldLineOfRow(raw, y - 1);
-  const int16_t* below = FieldLineOfRow(raw, y + 1);
+  FillGreenRowBetweenLines(FieldLineOfRow(raw, y - 1), FieldLineOfRow(raw, y),
+                           FieldLineOfRow(raw, y + 1), row, y);
+}
+
+void FillGreenRowBetweenLines(const int16_t* above, const int16_t* here, const int16_t* below,
+                              int16_t* row, int y) {
   const bool evenRow = y % 2 == 0;
 #if defined(VOBREX_X86_SIMD)
   if (ActiveSimdLevel() == SimdLevel::kAvx512) {
@@ -480,7 +486,10 @@ void FillGreenRowFromLines(const int16_t* raw, int16_t* row, int y) {
 }
 
 void FillRedRowFromLine(const int16_t* raw, int16_t* red, const int16_t* green, int y) {
-  const int16_t* line = FieldLineOfRow(raw, y);
+  FillRedRowFromItsLine(FieldLineOfRow(raw, y), red, green, y);
+}
+
+void FillRedRowFromItsLine(const int16_t* line, int16_t* red, const int16_t* green, int y) {
 #if defined(VOBREX_X86_SIMD)
   if (ActiveSimdLevel() == SimdLevel::kAvx512) {
     return RedOddAvx512(red, line, green);
@@ -491,7 +500,10 @@ void FillRedRowFromLine(const int16_t* raw, int16_t* red, const int16_t* green, 
 }
 
 void FillBlueRowFromLine(const int16_t* raw, int16_t* blue, const int16_t* green, int y) {
-  const int16_t* line = FieldLineOfRow(raw, y);
+  FillBlueRowFromItsLine(FieldLineOfRow(raw, y), blue, green, y);
+}
+
+void FillBlueRowFromItsLine(const int16_t* line, int16_t* blue, const int16_t* green, int y) {
 #if defined(VOBREX_X86_SIMD)
   if (ActiveSimdLevel() == SimdLevel::kAvx512) {
     return BlueEvenAvx512(blue, line, green);

@@ -38,6 +38,10 @@ struct StillPlaneRows {
 // Field line r into plane rows 2r (`even`) and 2r + 1 (`odd`).
 void SplitFieldLine(const int16_t* raw, int r, const StillPlaneRows& even,
                     const StillPlaneRows& odd, uint32_t optionV);
+// The same from the two field lines (line r of each field); the reads
+// reach two samples into the frame's values before and after each line.
+void SplitFieldLines(const int16_t* line1, const int16_t* line2, int r, const StillPlaneRows& even,
+                     const StillPlaneRows& odd, uint32_t optionV);
 // Green of row y at its red or blue sites; needs the split rows y - 1..y + 1.
 void FillGreenRow(int16_t* green, int y);
 // Red of row y; needs the filled green of rows y - 1 and y, and, for an even
@@ -58,6 +62,12 @@ void FillGreenRowFromLines(const int16_t* raw, int16_t* green, int y);
 void FillRedRowFromLine(const int16_t* raw, int16_t* red, const int16_t* green, int y);
 // Blue of an even row y from its line and the filled green of row y.
 void FillBlueRowFromLine(const int16_t* raw, int16_t* blue, const int16_t* green, int y);
+// The same three from the field lines themselves, wherever they are held:
+// the lines of rows y - 1, y and y + 1, respectively the line of row y.
+void FillGreenRowBetweenLines(const int16_t* above, const int16_t* here, const int16_t* below,
+                              int16_t* green, int y);
+void FillRedRowFromItsLine(const int16_t* line, int16_t* red, const int16_t* green, int y);
+void FillBlueRowFromItsLine(const int16_t* line, int16_t* blue, const int16_t* green, int y);
 
 // Green at the red and blue sites.
 void FillGreen(int16_t* planes);

@@ -90,8 +90,11 @@ StillRows* ObtainRows(Camera& cam, Obtain obtain, StillKernel& kernel) {
 // still_stream.h), in a window of plane rows in place of the planes; the
 // raw frame is held until the last picture row is made and then released,
 // as it is on every path past the code check.
-template <class Obtain>
-bool RunDemosaiced(Camera& cam, Owned<int16_t>& samples, Obtain obtain, std::size_t& written) {
+// `stream(optionV, window, writer)` runs the demosaic from the frame the
+// samples hold, or from the lines they stand for.
+template <class Obtain, class Stream>
+bool RunDemosaiced(Camera& cam, Owned<int16_t>& samples, Obtain obtain, Stream stream,
+                   std::size_t& written) {
   Owned<int16_t> window = AllocateArray<int16_t>(kStillWindowValues, true);
   if (!window) return false;
   // The frame holds rawSampleCount samples; a count too small for one
@@ -107,7 +110,7 @@ bool RunDemosaiced(Camera& cam, Owned<int16_t>& samples, Obtain obtain, std::siz
     const StillKernelRows kernelRows = KernelRows(kernel, cam.modes);
     StillPictureWriter writer(kernelRows.rows, kernelRows.content, kernelRows.mix, *rows,
                               orientation, kernelRows.mixGroup);
-    StreamStill(samples.get(), optionV, window.get(), writer);
+    stream(optionV, window.get(), writer);
   }
   samples.reset();
   if (rows == nullptr) return false;
@@ -134,16 +137,24 @@ bool RunUnfilled(Camera& cam, Owned<int16_t>& samples, Obtain obtain, std::size_
 // The conversion up to the kernel; `obtain(components)` gives the rows the
 // kernel writes into (null: the output could not be had). The order of the
 // stages and of the allocations is that of ConvertStill.
-template <class Obtain>
-bool RunStill(Camera& cam, Owned<int16_t>& samples, int code, Obtain obtain, std::size_t& written) {
+template <class Obtain, class Stream>
+bool RunStill(Camera& cam, Owned<int16_t>& samples, int code, Obtain obtain, Stream stream,
+              std::size_t& written) {
   written = 0;
   switch (static_cast<int8_t>(code)) {
     case 11:
-    case 13: return RunDemosaiced(cam, samples, obtain, written);
+    case 13: return RunDemosaiced(cam, samples, obtain, stream, written);
     case 21:
     case 23: return RunUnfilled(cam, samples, obtain, written);
     default: return false;  // refused; the raw frame stays the caller's
   }
+}
+
+// The demosaic from the widened frame in `samples`.
+auto StreamFrame(const Owned<int16_t>& samples) {
+  return [&samples](uint32_t optionV, int16_t* window, StillPictureWriter& writer) {
+    StreamStill(samples.get(), optionV, window, writer);
+  };
 }
 
 }  // namespace
@@ -160,14 +171,26 @@ Owned<uint16_t> ConvertStill(Camera& cam, Owned<int16_t>& samples, int code) {
     array = StillArray(output.get());
     return &array;
   };
-  if (!RunStill(cam, samples, code, obtain, written)) return nullptr;
+  if (!RunStill(cam, samples, code, obtain, StreamFrame(samples), written)) return nullptr;
   return output;
 }
 
 bool ConvertStillRows(Camera& cam, Owned<int16_t>& samples, int code, StillRows& rows,
                       std::size_t& written) {
   return RunStill(
-      cam, samples, code, [&rows](std::size_t) { return &rows; }, written);
+      cam, samples, code, [&rows](std::size_t) { return &rows; }, StreamFrame(samples), written);
+}
+
+Owned<int16_t> AllocateStillLines() { return AllocateArray<int16_t>(kStillLineValues, true); }
+
+bool ConvertStillRowsFromLines(Camera& cam, const StillFrameSource& source, Owned<int16_t>& lines,
+                               int code, StillRows& rows, std::size_t& written) {
+  return RunStill(
+      cam, lines, code, [&rows](std::size_t) { return &rows; },
+      [&](uint32_t optionV, int16_t* window, StillPictureWriter& writer) {
+        StreamStill(source, lines.get(), optionV, window, writer);
+      },
+      written);
 }
 
 }  // namespace vobrex

@@ -31,4 +31,16 @@ class StillRows;
 bool ConvertStillRows(Camera& cam, Owned<int16_t>& samples, int code, StillRows& rows,
                       std::size_t& written);
 
+class StillFrameSource;
+
+// The line buffer of ConvertStillRowsFromLines; empty on failure.
+Owned<int16_t> AllocateStillLines();
+
+// ConvertStillRows with the frame read from `source` a field line at a
+// time into `lines` (from AllocateStillLines) in place of a widened frame:
+// the same rows, refusals and order of allocations, `lines` standing for
+// the samples (released where they would be).
+bool ConvertStillRowsFromLines(Camera& cam, const StillFrameSource& source, Owned<int16_t>& lines,
+                               int code, StillRows& rows, std::size_t& written);
+
 }  // namespace vobrex

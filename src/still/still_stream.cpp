@@ -1,5 +1,7 @@
 #include "still/still_stream.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <initializer_list>
 
@@ -41,7 +43,59 @@ class PlaneWindow {
   int first_;
 };
 
-}  // namespace
+// The frame's field lines: where they lie in the widened frame, or widened
+// from a source as the stream reaches them. Then line r of each field goes
+// to slot r % 2 of its field, with the kStillLineReach samples of the frame
+// before and after it that the steps read (those outside the frame read as
+// 0; the rest of the slot's margins stays zero, for vector loads that reach
+// further without using what they load), when the steps use them. Step r reads lines r - 1 and r
+// only, and the first step, which fills no row, reads line r alone. (One
+// form for both keeps one stream.)
+class FieldLines {
+ public:
+  explicit FieldLines(const int16_t* raw) : raw_(raw) {}
+  // `reach`: whether the steps use the samples beside the lines (only the
+  // pair smoothing does: without it the steps' loads past a line's ends
+  // feed sites they then replace, and a split copies the line alone).
+  FieldLines(const StillFrameSource& source, int16_t* slots, bool reach)
+      : source_(&source), slots_(Aligned(slots)), reach_(reach) {}
+
+  void Widen(int r) {
+    if (source_ == nullptr) return;
+    for (int field = 0; field < 2; ++field) {
+      int16_t* line = Slot(field, r);
+      const int at = field * kFieldSamples + r * kSide;
+      source_->Read(at, kSide, line);
+      if (!reach_) continue;
+      const int before = std::min(at, kStillLineReach);
+      std::fill(line - kStillLineReach, line - before, int16_t{0});
+      source_->Read(at - before, before, line - before);
+      const int after = std::min(kStillFrameSamples - (at + kSide), kStillLineReach);
+      source_->Read(at + kSide, after, line + kSide);
+      std::fill(line + kSide + after, line + kSide + kStillLineReach, int16_t{0});
+    }
+  }
+  const int16_t* Line(int field, int r) const {
+    if (source_ != nullptr) return Slot(field, r);
+    return raw_ + field * kFieldSamples + static_cast<std::ptrdiff_t>(r) * kSide;
+  }
+
+ private:
+  // The first value of `values` on a 64-byte line (the buffer holds 32
+  // values more than its slots).
+  static int16_t* Aligned(int16_t* values) {
+    const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(values);
+    return values + (64 - address % 64) % 64 / 2;
+  }
+  int16_t* Slot(int field, int r) const {
+    return slots_ + (2 * field + r % 2) * kStillLineSlotValues + kStillLineMargin;
+  }
+
+  const int16_t* raw_ = nullptr;
+  const StillFrameSource* source_ = nullptr;
+  int16_t* slots_ = nullptr;
+  bool reach_ = false;
+};
 
 // The dependencies are local: green of row y needs the split rows y - 1..
 // y + 1; red of an even row the red row above; blue of an odd row the blue
@@ -68,8 +122,7 @@ class PlaneWindow {
 // filled; the red of an even row reads the red sites of the odd row above,
 // which its fill writes as the line has them, so that row is filled even
 // for a picture of the even rows alone).
-void StreamStill(const int16_t* raw, uint32_t optionV, int16_t* window,
-                 StillPictureWriter& writer) {
+void StreamLines(FieldLines& lines, uint32_t optionV, int16_t* window, StillPictureWriter& writer) {
   const StillPictureRows& rows = writer.Rows();
   const int first = rows.sourceRow(0);
   const int last = rows.lastRow(rows.height - 1);
@@ -89,16 +142,21 @@ void StreamStill(const int16_t* raw, uint32_t optionV, int16_t* window,
   const bool fromLines =
       optionV != 1 && firstFilled >= 3 && firstFilled % 2 == 1 && lastLine <= 254;
   PlaneWindow planes(window, 2 * firstLine);
+  // The line of plane row y.
+  const auto rowLine = [&lines](int y) { return lines.Line(y % 2, y / 2); };
   int next = 0;  // the next picture row
   for (int r = firstLine; r <= lastLine; ++r) {
     planes.Reach(2 * r + 1);
+    lines.Widen(r);
     if (!fromLines) {
-      SplitFieldLine(raw, r, planes.Rows(2 * r), planes.Rows(2 * r + 1), optionV);
+      SplitFieldLines(lines.Line(0, r), lines.Line(1, r), r, planes.Rows(2 * r),
+                      planes.Rows(2 * r + 1), optionV);
     }
     for (int y : {2 * r - 1, 2 * r}) {
       if (y < firstFilled) continue;
       if (fromLines) {
-        FillGreenRowFromLines(raw, planes.Row(kGreenPlane, y), y);
+        FillGreenRowBetweenLines(rowLine(y - 1), rowLine(y), rowLine(y + 1),
+                                 planes.Row(kGreenPlane, y), y);
       } else {
         FillGreenRow(planes.Row(kGreenPlane, y), y);
       }
@@ -106,7 +164,7 @@ void StreamStill(const int16_t* raw, uint32_t optionV, int16_t* window,
     for (int y : {2 * r - 1, 2 * r - 2}) {
       if (y < firstFilled) continue;
       if (fromLines && y % 2 == 1) {
-        FillRedRowFromLine(raw, planes.Row(kRedPlane, y), planes.Row(kGreenPlane, y), y);
+        FillRedRowFromItsLine(rowLine(y), planes.Row(kRedPlane, y), planes.Row(kGreenPlane, y), y);
       } else if (y % 2 == 0 || !evenRowsOnly) {
         FillRedRow(planes.Row(kRedPlane, y), planes.Row(kGreenPlane, y), y);
       }
@@ -114,7 +172,8 @@ void StreamStill(const int16_t* raw, uint32_t optionV, int16_t* window,
     for (int y : {2 * r - 2, 2 * r - 5}) {
       if (y < first) continue;
       if (fromLines && y % 2 == 0) {
-        FillBlueRowFromLine(raw, planes.Row(kBluePlane, y), planes.Row(kGreenPlane, y), y);
+        FillBlueRowFromItsLine(rowLine(y), planes.Row(kBluePlane, y), planes.Row(kGreenPlane, y),
+                               y);
       } else if (y % 2 == 0 || !evenRowsOnly) {
         FillBlueRow(planes.Row(kBluePlane, y), planes.Row(kGreenPlane, y), y);
       }
@@ -127,6 +186,20 @@ void StreamStill(const int16_t* raw, uint32_t optionV, int16_t* window,
       ++next;
     }
   }
+}
+
+}  // namespace
+
+void StreamStill(const int16_t* raw, uint32_t optionV, int16_t* window,
+                 StillPictureWriter& writer) {
+  FieldLines lines(raw);
+  StreamLines(lines, optionV, window, writer);
+}
+
+void StreamStill(const StillFrameSource& source, int16_t* lines, uint32_t optionV, int16_t* window,
+                 StillPictureWriter& writer) {
+  FieldLines widened(source, lines, optionV == 1);
+  StreamLines(widened, optionV, window, writer);
 }
 
 }  // namespace vobrex
