@@ -233,7 +233,7 @@ VOBREX_TARGET_AVX512 inline __m512i Deviation8(const __m512i (&v)[8]) {
 // IP4G on the green plane for sixteen sites: LineDetect's tests in its
 // order, then the value of the direction.
 template <int kParity>
-VOBREX_TARGET_AVX512 [[gnu::always_inline]] inline __m512i GreenSites(const int16_t* at) {
+VOBREX_TARGET_AVX512 __attribute__((always_inline)) inline __m512i GreenSites(const int16_t* at) {
   const __m512i left = Neighbour<0, kParity - 1>(at), right = Neighbour<0, kParity + 1>(at);
   const __m512i up = Neighbour<-1, kParity>(at), down = Neighbour<1, kParity>(at);
   const __m512i upLeft2 = Neighbour<-1, kParity - 2>(at), upRight2 = Neighbour<-1, kParity + 2>(at);
@@ -383,7 +383,7 @@ VOBREX_TARGET_AVX512 inline __m512i NarrowDeviation(const __m512i (&v)[8], __m51
 
 // GreenSites for thirty-two sites in 16-bit lanes.
 template <int kParity>
-VOBREX_TARGET_AVX512 [[gnu::always_inline]] inline __m512i NarrowGreenSites(const int16_t* at) {
+VOBREX_TARGET_AVX512 __attribute__((always_inline)) inline __m512i NarrowGreenSites(const int16_t* at) {
   const __m512i left = NarrowNeighbour<0, kParity - 1>(at);
   const __m512i right = NarrowNeighbour<0, kParity + 1>(at);
   const __m512i up = NarrowNeighbour<-1, kParity>(at), down = NarrowNeighbour<1, kParity>(at);
