@@ -383,7 +383,8 @@ VOBREX_TARGET_AVX512 inline __m512i NarrowDeviation(const __m512i (&v)[8], __m51
 
 // GreenSites for thirty-two sites in 16-bit lanes.
 template <int kParity>
-VOBREX_TARGET_AVX512 __attribute__((always_inline)) inline __m512i NarrowGreenSites(const int16_t* at) {
+VOBREX_TARGET_AVX512 __attribute__((always_inline)) inline __m512i NarrowGreenSites(
+    const int16_t* at) {
   const __m512i left = NarrowNeighbour<0, kParity - 1>(at);
   const __m512i right = NarrowNeighbour<0, kParity + 1>(at);
   const __m512i up = NarrowNeighbour<-1, kParity>(at), down = NarrowNeighbour<1, kParity>(at);
