@@ -158,51 +158,60 @@ constexpr Spread MakeSpread() {
 constexpr Spread kSpread = MakeSpread();
 
 // Sixteen output pixels at a time, each from its pair of samples: a byte
-// permute gathers the pairs, a multiply-add weighs them.
-
-template <class Out>
-VOBREX_TARGET_AVX512 void WidenAvx512(const int16_t* row, int groups, Out* line,
-                                      bool firstShifted) {
-  const int shifted = firstShifted ? 1 : 0;
+// permute gathers the pairs, a multiply-add weighs them. A step is sixteen
+// groups of kColumns samples (eighty pixels); `index`, `weight` and
+// `firstGroup` are a spread's tables for the five output vectors of a step.
+template <int kColumns, class Out>
+VOBREX_TARGET_AVX512 VOBREX_ALWAYS_INLINE void PairsToFiveAvx512(const int16_t* row, int groups,
+                                                                 Out* line,
+                                                                 const uint8_t (&index)[5][64],
+                                                                 const int16_t (&weight)[5][32],
+                                                                 const int (&firstGroup)[5]) {
   if (groups % 16 == 0) {
     // Whole steps only (the still rows): no tail to mask, two vectors a
     // store, and the tables read where they are used.
-    const __m512i* index = reinterpret_cast<const __m512i*>(kSpread.index[shifted]);
-    const __m512i* weight = reinterpret_cast<const __m512i*>(kSpread.weight[shifted]);
     for (int q = 0; 16 * q < groups; ++q) {
-      const int16_t* step = row + 64 * q;
+      const int16_t* step = row + 16 * kColumns * q;
       __m512i v[5];
 #pragma GCC unroll 5
       for (int z = 0; z < 5; ++z) {
-        const int16_t* window = step + 4 * kSpread.firstGroup[z];
+        const int16_t* window = step + kColumns * firstGroup[z];
         const __m512i pairs =
-            _mm512_permutex2var_epi8(_mm512_loadu_si512(window), _mm512_loadu_si512(index + z),
+            _mm512_permutex2var_epi8(_mm512_loadu_si512(window), _mm512_loadu_si512(index[z]),
                                      _mm512_loadu_si512(window + 32));
-        v[z] = DivideBy5(_mm512_madd_epi16(pairs, _mm512_loadu_si512(weight + z)));
+        v[z] = DivideBy5(_mm512_madd_epi16(pairs, _mm512_loadu_si512(weight[z])));
       }
       StoreFive(line + 80 * q, v);
     }
     return;
   }
-  __m512i index[5], weight[5];
+  __m512i indices[5], weights[5];
   for (int z = 0; z < 5; ++z) {
-    index[z] = _mm512_loadu_si512(kSpread.index[shifted][z]);
-    weight[z] = _mm512_loadu_si512(kSpread.weight[shifted][z]);
+    indices[z] = _mm512_loadu_si512(index[z]);
+    weights[z] = _mm512_loadu_si512(weight[z]);
   }
   const int pixels = 5 * groups;
   for (int q = 0; 16 * q < groups; ++q) {
     for (int z = 0; z < 5; ++z) {
       const int first = 80 * q + 16 * z;
       if (first >= pixels) break;
-      const int16_t* window = row + 4 * (16 * q + kSpread.firstGroup[z]);
-      const __m512i pairs = _mm512_permutex2var_epi8(_mm512_loadu_si512(window), index[z],
+      const int16_t* window = row + kColumns * (16 * q + firstGroup[z]);
+      const __m512i pairs = _mm512_permutex2var_epi8(_mm512_loadu_si512(window), indices[z],
                                                      _mm512_loadu_si512(window + 32));
-      const __m512i v = DivideBy5(_mm512_madd_epi16(pairs, weight[z]));
+      const __m512i v = DivideBy5(_mm512_madd_epi16(pairs, weights[z]));
       const int left = pixels - first;
       const __mmask16 lanes = left >= 16 ? __mmask16(0xFFFF) : __mmask16((1u << left) - 1);
       StoreLanes(line + first, lanes, v);
     }
   }
+}
+
+template <class Out>
+VOBREX_TARGET_AVX512 void WidenAvx512(const int16_t* row, int groups, Out* line,
+                                      bool firstShifted) {
+  const int shifted = firstShifted ? 1 : 0;
+  PairsToFiveAvx512<4>(row, groups, line, kSpread.index[shifted], kSpread.weight[shifted],
+                       kSpread.firstGroup);
 }
 
 // The eight-to-five resampling in the same form: for output vector z of a
@@ -242,44 +251,8 @@ constexpr EighthSpread kEighthSpread = MakeEighthSpread();
 // reaches 32 samples past the row.
 template <class Out>
 VOBREX_TARGET_AVX512 void EightToFiveAvx512(const int16_t* row, int groups, Out* line) {
-  if (groups % 16 == 0) {
-    // Whole steps only (the still rows): no tail to mask.
-    const __m512i* index = reinterpret_cast<const __m512i*>(kEighthSpread.index);
-    const __m512i* weight = reinterpret_cast<const __m512i*>(kEighthSpread.weight);
-    for (int q = 0; 16 * q < groups; ++q) {
-      const int16_t* step = row + 128 * q;
-      __m512i v[5];
-#pragma GCC unroll 5
-      for (int z = 0; z < 5; ++z) {
-        const int16_t* window = step + 8 * kEighthSpread.firstGroup[z];
-        const __m512i pairs =
-            _mm512_permutex2var_epi8(_mm512_loadu_si512(window), _mm512_loadu_si512(index + z),
-                                     _mm512_loadu_si512(window + 32));
-        v[z] = DivideBy5(_mm512_madd_epi16(pairs, _mm512_loadu_si512(weight + z)));
-      }
-      StoreFive(line + 80 * q, v);
-    }
-    return;
-  }
-  __m512i index[5], weight[5];
-  for (int z = 0; z < 5; ++z) {
-    index[z] = _mm512_loadu_si512(kEighthSpread.index[z]);
-    weight[z] = _mm512_loadu_si512(kEighthSpread.weight[z]);
-  }
-  const int pixels = 5 * groups;
-  for (int q = 0; 16 * q < groups; ++q) {
-    for (int z = 0; z < 5; ++z) {
-      const int first = 80 * q + 16 * z;
-      if (first >= pixels) break;
-      const int16_t* window = row + 8 * (16 * q + kEighthSpread.firstGroup[z]);
-      const __m512i pairs = _mm512_permutex2var_epi8(_mm512_loadu_si512(window), index[z],
-                                                     _mm512_loadu_si512(window + 32));
-      const __m512i v = DivideBy5(_mm512_madd_epi16(pairs, weight[z]));
-      const int left = pixels - first;
-      const __mmask16 lanes = left >= 16 ? __mmask16(0xFFFF) : __mmask16((1u << left) - 1);
-      StoreLanes(line + first, lanes, v);
-    }
-  }
+  PairsToFiveAvx512<8>(row, groups, line, kEighthSpread.index, kEighthSpread.weight,
+                       kEighthSpread.firstGroup);
 }
 
 // Sixteen values of a line and the mask of those below n.
