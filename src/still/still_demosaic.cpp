@@ -189,13 +189,15 @@ VOBREX_TARGET_AVX512 inline __m512i FloorMean(__m512i a, __m512i b) {
 // GreenEstimate of 32 sites at once in 16-bit lanes, the same tests in the
 // same order. |L - R| is max - min, at most 65535: exact as an unsigned
 // 16-bit lane. 5h < v: for h <= 13107, 5h <= 65535 is exact; above, 5h >
-// 65535 >= v never holds, and 5 x 13107 = 65535 < v does not either. The
+// 65535 >= v never holds, and 5 x 13107 = 65535 < v does not either. Each
+// test is one compare: (h != 0 and 5h < v) or (h == 0 and v >= 5) is
+// max(5h, 4) < v, since 5h is 0 for h = 0 and at least 5 otherwise. The
 // middle two of the four are max(min(L, R), min(U, D)) and min(max(L, R),
 // max(U, D)) (the smallest and the largest are the min of the mins and the
 // max of the maxes), and every mean is a FloorMean.
 VOBREX_TARGET_AVX512 inline __m512i GreenEstimate32(__m512i left, __m512i right, __m512i up,
                                                     __m512i down) {
-  const __m512i zero = _mm512_setzero_si512();
+  const __m512i four = _mm512_set1_epi16(4);
   const __m512i five = _mm512_set1_epi16(5);
   const __m512i largest = _mm512_set1_epi16(13107);
   const __m512i rowLow = _mm512_min_epi16(left, right), rowHigh = _mm512_max_epi16(left, right);
@@ -204,12 +206,8 @@ VOBREX_TARGET_AVX512 inline __m512i GreenEstimate32(__m512i left, __m512i right,
   const __m512i v = _mm512_sub_epi16(columnHigh, columnLow);
   const __m512i h5 = _mm512_mullo_epi16(_mm512_min_epu16(h, largest), five);
   const __m512i v5 = _mm512_mullo_epi16(_mm512_min_epu16(v, largest), five);
-  const __mmask32 hZero = _mm512_cmpeq_epi16_mask(h, zero),
-                  vZero = _mm512_cmpeq_epi16_mask(v, zero);
-  const __mmask32 alongRow =
-      (~hZero & _mm512_cmplt_epu16_mask(h5, v)) | (hZero & _mm512_cmpge_epu16_mask(v, five));
-  const __mmask32 alongColumn =
-      (~vZero & _mm512_cmplt_epu16_mask(v5, h)) | (vZero & _mm512_cmpge_epu16_mask(h, five));
+  const __mmask32 alongRow = _mm512_cmplt_epu16_mask(_mm512_max_epu16(h5, four), v);
+  const __mmask32 alongColumn = _mm512_cmplt_epu16_mask(_mm512_max_epu16(v5, four), h);
   __m512i r = FloorMean(_mm512_max_epi16(rowLow, columnLow), _mm512_min_epi16(rowHigh, columnHigh));
   r = _mm512_mask_blend_epi16(alongColumn, r, FloorMean(up, down));
   return _mm512_mask_blend_epi16(alongRow, r, FloorMean(left, right));
