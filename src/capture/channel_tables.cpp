@@ -168,11 +168,66 @@ VOBREX_TARGET_AVX512 inline void LookupWords512(int16_t* out, __m512i x, const W
   _mm512_storeu_si512(out + 32, _mm512_permutex2var_epi8(low, mix.second, up));
 }
 
+// 128 samples a step, the even and the odd ones looked up apart, so that
+// each table serves only the samples it maps. Two byte permutes deal the
+// even samples to one vector and the odd ones to another, in the order
+// that the in-lane unpacks afterwards need: the unpack of the low and high
+// bytes turns positions 16L + 0..7 and 16L + 8..15 of lane L into words,
+// and the unpack of even and odd words then puts the pairs of positions
+// 16L + 4j .. 16L + 4j + 3 into lane L of output vector j. So position
+// 16L + 4j + i holds sample pair 16j + 4L + i (samples 2p and 2p + 1).
+struct DealLanes {
+  alignas(64) uint8_t even[64];
+  alignas(64) uint8_t odd[64];
+};
+
+constexpr DealLanes MakeDealLanes() {
+  DealLanes d{};
+  for (int lane = 0; lane < 4; ++lane) {
+    for (int j = 0; j < 4; ++j) {
+      for (int i = 0; i < 4; ++i) {
+        const int pair = 16 * j + 4 * lane + i;
+        d.even[16 * lane + 4 * j + i] = static_cast<uint8_t>(2 * pair);
+        d.odd[16 * lane + 4 * j + i] = static_cast<uint8_t>(2 * pair + 1);
+      }
+    }
+  }
+  return d;
+}
+
+constexpr DealLanes kDealLanes = MakeDealLanes();
+
+VOBREX_TARGET_AVX512 inline void LookupDealt128(int16_t* out, const uint8_t* in,
+                                                const WordTable512& e, const WordTable512& o,
+                                                __m512i dealEven, __m512i dealOdd) {
+  const __m512i first = _mm512_loadu_si512(in);
+  const __m512i second = _mm512_loadu_si512(in + 64);
+  const __m512i evens = _mm512_permutex2var_epi8(first, dealEven, second);
+  const __m512i odds = _mm512_permutex2var_epi8(first, dealOdd, second);
+  const __mmask64 evenHigh = _mm512_movepi8_mask(evens);
+  const __mmask64 oddHigh = _mm512_movepi8_mask(odds);
+  const __m512i evenLow = Lookup512(e.low, evens, evenHigh);
+  const __m512i evenUp = Lookup512(e.high, evens, evenHigh);
+  const __m512i oddLow = Lookup512(o.low, odds, oddHigh);
+  const __m512i oddUp = Lookup512(o.high, odds, oddHigh);
+  const __m512i evenWords0 = _mm512_unpacklo_epi8(evenLow, evenUp);
+  const __m512i evenWords1 = _mm512_unpackhi_epi8(evenLow, evenUp);
+  const __m512i oddWords0 = _mm512_unpacklo_epi8(oddLow, oddUp);
+  const __m512i oddWords1 = _mm512_unpackhi_epi8(oddLow, oddUp);
+  _mm512_storeu_si512(out, _mm512_unpacklo_epi16(evenWords0, oddWords0));
+  _mm512_storeu_si512(out + 32, _mm512_unpackhi_epi16(evenWords0, oddWords0));
+  _mm512_storeu_si512(out + 64, _mm512_unpacklo_epi16(evenWords1, oddWords1));
+  _mm512_storeu_si512(out + 96, _mm512_unpackhi_epi16(evenWords1, oddWords1));
+}
+
 VOBREX_TARGET_AVX512 void WidenSplitAvx512(int16_t* out, const uint8_t* in, int64_t n,
                                            const WordTable512& e, const WordTable512& o,
                                            const int16_t* even, const int16_t* odd) {
   const Interleave512 mix = MakeInterleave512();
+  const __m512i dealEven = _mm512_load_si512(kDealLanes.even);
+  const __m512i dealOdd = _mm512_load_si512(kDealLanes.odd);
   int64_t i = 0;
+  for (; i + 128 <= n; i += 128) LookupDealt128(out + i, in + i, e, o, dealEven, dealOdd);
   for (; i + 64 <= n; i += 64) {
     LookupWords512(out + i, _mm512_loadu_si512(in + i), e, o, mix);
   }
