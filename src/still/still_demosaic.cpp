@@ -208,9 +208,12 @@ VOBREX_TARGET_AVX512 inline __m512i GreenEstimate32(__m512i left, __m512i right,
   const __m512i v5 = _mm512_mullo_epi16(_mm512_min_epu16(v, largest), five);
   const __mmask32 alongRow = _mm512_cmplt_epu16_mask(_mm512_max_epu16(h5, four), v);
   const __mmask32 alongColumn = _mm512_cmplt_epu16_mask(_mm512_max_epu16(v5, four), h);
-  __m512i r = FloorMean(_mm512_max_epi16(rowLow, columnLow), _mm512_min_epi16(rowHigh, columnHigh));
-  r = _mm512_mask_blend_epi16(alongColumn, r, FloorMean(up, down));
-  return _mm512_mask_blend_epi16(alongRow, r, FloorMean(left, right));
+  // The pair each site takes the mean of is chosen first, so that one mean
+  // serves all three cases.
+  __m512i p = _mm512_max_epi16(rowLow, columnLow), q = _mm512_min_epi16(rowHigh, columnHigh);
+  p = _mm512_mask_blend_epi16(alongRow, _mm512_mask_blend_epi16(alongColumn, p, up), left);
+  q = _mm512_mask_blend_epi16(alongRow, _mm512_mask_blend_epi16(alongColumn, q, down), right);
+  return FloorMean(p, q);
 }
 
 // Lane tables of the 16-bit permutes: the even and the odd lanes of a pair
