@@ -257,17 +257,17 @@ TEST_F(GridTest, LevellingGivesTheSameGridOnTheVectorAndPortablePaths) {
 // near-flat stretches (lines, flat and median sites), noise between the
 // ends -1024 and 3071 of the range the 16-bit form serves (the largest
 // second differences and deviations it meets) with one row far outside it,
-// noise in -12000 .. 12000
-// (sums that leave 16 bits) and noise over the whole 16-bit range. Red and
-// blue hold noise over the whole range (median pairs whose sums leave 16
-// bits).
+// steps of 33 and 90 at random (second differences past 160 beside
+// deviations on both sides of 48), noise in -12000 .. 12000 (sums that
+// leave 16 bits) and noise over the whole 16-bit range. Red and blue hold
+// noise over the whole range (median pairs whose sums leave 16 bits).
 TEST_F(GridTest, CompletionsGiveTheSameGridOnTheVectorAndPortablePaths) {
   std::mt19937 random(3);
   for (int row = 0; row < kGridSide; ++row) {
     for (int c = 0; c < kGridSide; ++c) {
       const int noise = int(random() % 64);
       int value = 0;
-      switch (row / 16 % 4) {
+      switch (row / 16 % 5) {
         case 0:
           value = 200 + (c / 7 % 3 == 0 ? 400 : 0) + (row / 5 % 4 == 0 ? 300 : 0) + noise % 8;
           break;
@@ -276,7 +276,8 @@ TEST_F(GridTest, CompletionsGiveTheSameGridOnTheVectorAndPortablePaths) {
           // One row far outside, three below the last row of a group.
           if (row % 16 == 10) value = value < 0 ? -30000 : 30000;
           break;
-        case 2: value = random() % 2 ? -12000 + noise : 12000 - noise; break;
+        case 2: value = 500 + (noise % 8 == 0 ? 90 : noise % 8 == 1 ? 33 : 0) + noise % 3; break;
+        case 3: value = random() % 2 ? -12000 + noise : 12000 - noise; break;
         default: value = int16_t(random()); break;
       }
       grid_.At(kGreenPlane, row, c) = int16_t(value);

@@ -111,6 +111,30 @@ TEST_F(ResampleTest, RowsOnTheVectorPathEqualThePortableBufferOverTheWholeRange)
   }
 }
 
+// Narrow widths end a row anywhere in a vector step of eighty positions
+// (the stores of thirty-two and sixteen values cut at the width); each is
+// a multiple of 5, so rows are whole, and short rows leave the sizes
+// fitting in a small buffer.
+TEST_F(ResampleTest, NarrowWidthsOnTheVectorPathEqualThePortableBuffer) {
+  std::mt19937 random(10);
+  for (int plane = 0; plane < 3; ++plane) Fill(plane, [&](int, int) { return int16_t(random()); });
+  for (int member : {0, 2, 3, 5}) {
+    for (int width : {5, 20, 35, 60, 70, 85, 155, 240}) {
+      const int height = 9;
+      std::vector<uint16_t> want(size_t(width) * height * 3, 0xABCD);
+      ASSERT_TRUE(ResampleFits(kMembers[member], width, height, 1, uint32_t(want.size())));
+      ASSERT_TRUE(ResampleWritesWholeRows(kMembers[member], width, height));
+      SetSimdLevel(SimdLevel::kScalar);
+      Resample(grid_, kMembers[member], width, height, 1, want.data());
+      SetSimdLevel(SupportedSimdLevel());
+      std::vector<uint16_t> got(want.size(), 0xABCD);
+      StillArray rows(got.data());
+      ResampleRows(grid_, kMembers[member], width, height, 1, rows);
+      EXPECT_TRUE(got == want) << member << " " << width;
+    }
+  }
+}
+
 // A smooth scene at any size, as the sensor's 1012 x 960 view: gradients and
 // waves of 250 to 750 pixels, inside 30..225.
 mosaic::Image Scene(int width, int height) {

@@ -39,7 +39,7 @@ void PreparePlanes(const Camera& cam, const int16_t* samples, const WorkGrid& gr
 // the next group would pass the window's end the window moves down: its
 // last kWindowMargin rows become its first.
 constexpr int kWindowRows = 96;
-constexpr int kWindowMargin = 32;
+constexpr int kWindowMargin = 20;
 constexpr int kWindowSlack = 8;
 constexpr std::ptrdiff_t kWindowPlaneSites = std::ptrdiff_t{kWindowRows + kWindowSlack} * kGridSide;
 constexpr std::ptrdiff_t kWindowSites = kWindowSlack * kGridSide + 3 * kWindowPlaneSites;
@@ -75,9 +75,12 @@ unsigned EndsOnly(HiresResampler which, int width, int g) {
 // - red and blue completion of group k - 4: they read up to row 4k - 12,
 //   levelled by band k - 3, and the red fill's reads of unfilled sites of
 //   these rows (off the right edge of a step) came before;
-// - output rows whose grid rows are all complete, which start at most
-//   nine rows above the last.
-// The lowest row any of them reads is 4k - 26.
+// - output rows whose grid rows are all complete: those still to come read
+//   up to a row past 4k - 17 (the earlier ones were handed on before), and
+//   each reads at most two rows above its last.
+// The lowest row any of them reads is 4k - 18 (the output rows; the red
+// completion reads 4k - 17, its first site over the end of the row
+// above); the window keeps two rows more.
 template <class Place>
 void StreamPlanes(const Camera& cam, Place place, int16_t* window, HiresResampler which, int width,
                   int height, int orientation, StillRows& rows) {

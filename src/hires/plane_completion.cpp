@@ -363,13 +363,35 @@ VOBREX_TARGET_AVX512 bool HoldNarrowValues(const int16_t* first, std::ptrdiff_t 
 // Thirty-two sites of one row: site t of a step sits at column
 // 2(m + t) + parity, so a read at (row + dr, site column + dc) is every
 // other column of the 64 from an even column.
-template <int kDr, int kOffset>
-VOBREX_TARGET_AVX512 inline __m512i NarrowNeighbour(const int16_t* at) {
-  constexpr int kEven = kOffset - (kOffset & 1);
-  const int16_t* from = at + kDr * kGridSide + kEven;
-  const __m512i index = _mm512_loadu_si512(kNarrowIndices.columns[kOffset & 1]);
-  return _mm512_permutex2var_epi8(_mm512_loadu_si512(from), index, _mm512_loadu_si512(from + 32));
-}
+template <int kParity>
+struct GridReads {
+  const int16_t* at;  // the step's first site's row, column 2m
+  template <int kDr, int kOffset>
+  VOBREX_TARGET_AVX512 __attribute__((always_inline)) inline __m512i Get() const {
+    constexpr int kEven = kOffset - (kOffset & 1);
+    const int16_t* from = at + kDr * kGridSide + kEven;
+    const __m512i index = _mm512_loadu_si512(kNarrowIndices.columns[kOffset & 1]);
+    return _mm512_permutex2var_epi8(_mm512_loadu_si512(from), index, _mm512_loadu_si512(from + 32));
+  }
+};
+
+// The same reads from the rows' checkerboard sites gathered beside the
+// grid: every read of a site away from the row's ends falls on a site of
+// its row's checkerboard (column parity that of the row), which no green
+// completion writes. Row r + dr's sites are `rows[dr + 3]`, site n at
+// column 2n + ((r + dr) & 1); the read at column 2(m + t) + offset then is
+// site m + t + (offset - that parity) / 2, a whole number for every read.
+template <int kParity>
+struct GatheredReads {
+  const int16_t* const* rows;  // rows r - 3 .. r + 3
+  int m;
+  template <int kDr, int kOffset>
+  VOBREX_TARGET_AVX512 __attribute__((always_inline)) inline __m512i Get() const {
+    constexpr int kRowParity = (1 - kParity + kDr + 4) & 1;  // r's own is 1 - kParity
+    static_assert((kOffset - kRowParity) % 2 == 0, "a read off the checkerboard");
+    return _mm512_loadu_si512(rows[kDr + 3] + m + (kOffset - kRowParity) / 2);
+  }
+};
 
 // The summed absolute deviation of eight values from the mean of their
 // sum `sum`.
@@ -382,23 +404,23 @@ VOBREX_TARGET_AVX512 inline __m512i NarrowDeviation(const __m512i (&v)[8], __m51
 }
 
 // GreenSites for thirty-two sites in 16-bit lanes.
-template <int kParity>
+template <int kParity, class Reads>
 VOBREX_TARGET_AVX512 __attribute__((always_inline)) inline __m512i NarrowGreenSites(
-    const int16_t* at) {
-  const __m512i left = NarrowNeighbour<0, kParity - 1>(at);
-  const __m512i right = NarrowNeighbour<0, kParity + 1>(at);
-  const __m512i up = NarrowNeighbour<-1, kParity>(at), down = NarrowNeighbour<1, kParity>(at);
-  const __m512i upLeft2 = NarrowNeighbour<-1, kParity - 2>(at);
-  const __m512i upRight2 = NarrowNeighbour<-1, kParity + 2>(at);
-  const __m512i downLeft2 = NarrowNeighbour<1, kParity - 2>(at);
-  const __m512i downRight2 = NarrowNeighbour<1, kParity + 2>(at);
-  const __m512i up2Left = NarrowNeighbour<-2, kParity - 1>(at);
-  const __m512i up2Right = NarrowNeighbour<-2, kParity + 1>(at);
-  const __m512i down2Left = NarrowNeighbour<2, kParity - 1>(at);
-  const __m512i down2Right = NarrowNeighbour<2, kParity + 1>(at);
-  const __m512i left3 = NarrowNeighbour<0, kParity - 3>(at);
-  const __m512i right3 = NarrowNeighbour<0, kParity + 3>(at);
-  const __m512i up3 = NarrowNeighbour<-3, kParity>(at), down3 = NarrowNeighbour<3, kParity>(at);
+    const Reads& x) {
+  const __m512i left = x.template Get<0, kParity - 1>();
+  const __m512i right = x.template Get<0, kParity + 1>();
+  const __m512i up = x.template Get<-1, kParity>(), down = x.template Get<1, kParity>();
+  const __m512i upLeft2 = x.template Get<-1, kParity - 2>();
+  const __m512i upRight2 = x.template Get<-1, kParity + 2>();
+  const __m512i downLeft2 = x.template Get<1, kParity - 2>();
+  const __m512i downRight2 = x.template Get<1, kParity + 2>();
+  const __m512i up2Left = x.template Get<-2, kParity - 1>();
+  const __m512i up2Right = x.template Get<-2, kParity + 1>();
+  const __m512i down2Left = x.template Get<2, kParity - 1>();
+  const __m512i down2Right = x.template Get<2, kParity + 1>();
+  const __m512i left3 = x.template Get<0, kParity - 3>();
+  const __m512i right3 = x.template Get<0, kParity + 3>();
+  const __m512i up3 = x.template Get<-3, kParity>(), down3 = x.template Get<3, kParity>();
 
   const __m512i leftRight = _mm512_add_epi16(left, right);
   const __m512i upDownSum = _mm512_add_epi16(up, down);
@@ -417,24 +439,24 @@ VOBREX_TARGET_AVX512 __attribute__((always_inline)) inline __m512i NarrowGreenSi
   const __m512i limit48 = _mm512_set1_epi16(48), limit160 = _mm512_set1_epi16(160);
   const __m512i absH = _mm512_abs_epi16(h), absV = _mm512_abs_epi16(v);
   const __m512i upDown = _mm512_abs_epi16(_mm512_sub_epi16(up, down));
+  // |up - left| is |left - up|: the vertical and the horizontal test share it.
+  const __m512i upLeft = _mm512_abs_epi16(_mm512_sub_epi16(up, left));
   const __mmask32 verticalLine =
-      _mm512_cmpgt_epi16_mask(absV, absH) &
-      _mm512_cmple_epi16_mask(upDown, _mm512_abs_epi16(_mm512_sub_epi16(up, left))) &
+      _mm512_cmpgt_epi16_mask(absV, absH) & _mm512_cmple_epi16_mask(upDown, upLeft) &
       _mm512_cmple_epi16_mask(upDown, _mm512_abs_epi16(_mm512_sub_epi16(up, right))) &
       _mm512_cmpgt_epi16_mask(absV, limit160);
   const __m512i rightLeft = _mm512_abs_epi16(_mm512_sub_epi16(right, left));
   const __mmask32 horizontalLine =
-      _mm512_cmple_epi16_mask(rightLeft, _mm512_abs_epi16(_mm512_sub_epi16(left, up))) &
+      _mm512_cmple_epi16_mask(rightLeft, upLeft) &
       _mm512_cmple_epi16_mask(rightLeft, _mm512_abs_epi16(_mm512_sub_epi16(left, down))) &
       _mm512_cmpgt_epi16_mask(absH, limit160);
   const __m512i low = _mm512_min_epi16(_mm512_min_epi16(left, right), _mm512_min_epi16(up, down));
   const __m512i high = _mm512_max_epi16(_mm512_max_epi16(left, right), _mm512_max_epi16(up, down));
-  const __m512i r = _mm512_srai_epi16(
-      _mm512_sub_epi16(_mm512_add_epi16(leftRight, upDownSum), _mm512_add_epi16(low, high)), 1);
+  const __m512i direct = _mm512_add_epi16(leftRight, upDownSum);
+  const __m512i r = _mm512_srai_epi16(_mm512_sub_epi16(direct, _mm512_add_epi16(low, high)), 1);
   if ((verticalLine | horizontalLine) == 0) return r;
   const __m512i across[8] = {upLeft2, upRight2, downLeft2, downRight2, left, right, up, down};
   const __m512i along[8] = {up2Left, up2Right, down2Left, down2Right, left, right, up, down};
-  const __m512i direct = _mm512_add_epi16(leftRight, upDownSum);
   const __mmask32 flat =
       _mm512_cmplt_epi16_mask(NarrowDeviation(across, _mm512_add_epi16(acrossFour, direct)),
                               limit48) |
@@ -465,18 +487,34 @@ VOBREX_TARGET_AVX512 inline void StoreNarrowSites(int16_t* at, __m512i value, in
 // same cache line. They read only sites the row does not write, but for
 // the reads past the right end: those of the last step reach the row's
 // first sites (over the end of the row above), so the first step is
-// stored before the others are formed.
+// stored before the others are formed. With `gathered` (rows r - 3 ..
+// r + 3, see GatheredReads) the steps whose reads stay inside the row's
+// columns read the gathered sites instead.
 template <int kParity>
-VOBREX_TARGET_AVX512 void CompleteNarrowGreenRow(int16_t* row, int sites, bool endsOnly) {
-  StoreNarrowSites<kParity>(row, NarrowGreenSites<kParity>(row), sites);
+VOBREX_TARGET_AVX512 void CompleteNarrowGreenRow(int16_t* row, int sites, bool endsOnly,
+                                                 const int16_t* const* gathered = nullptr) {
+  StoreNarrowSites<kParity>(row, NarrowGreenSites<kParity>(GridReads<kParity>{row}), sites);
   __m512i values[kGridSide / 64];
   for (int m = 32; m < sites; m += 32) {
-    if (endsOnly && m + 32 < sites) continue;
-    values[m / 32] = NarrowGreenSites<kParity>(row + 2 * m);
+    const bool last = m + 32 >= sites;
+    if (endsOnly && !last) continue;
+    values[m / 32] = gathered != nullptr && !last
+                         ? NarrowGreenSites<kParity>(GatheredReads<kParity>{gathered, m})
+                         : NarrowGreenSites<kParity>(GridReads<kParity>{row + 2 * m});
   }
   for (int m = 32; m < sites; m += 32) {
     if (endsOnly && m + 32 < sites) continue;
     StoreNarrowSites<kParity>(row + 2 * m, values[m / 32], sites - m);
+  }
+}
+
+// The checkerboard sites of row `row` (column parity that of the row),
+// 512 of them, to `sites`.
+VOBREX_TARGET_AVX512 void GatherCheckerboard(const int16_t* row, int parity, int16_t* sites) {
+  const __m512i index = _mm512_loadu_si512(kNarrowIndices.columns[parity]);
+  for (int c = 0; c < kGridSide; c += 64) {
+    _mm512_storeu_si512(sites + c / 2, _mm512_permutex2var_epi8(_mm512_loadu_si512(row + c), index,
+                                                                _mm512_loadu_si512(row + c + 32)));
   }
 }
 
@@ -525,15 +563,40 @@ VOBREX_TARGET_AVX512 void CompleteGreenRowsAvx512(int16_t* green, int first, int
       from > last + 3 || HoldNarrowValues(green + WorkGrid::Offset(from, 0),
                                           std::ptrdiff_t{last + 4 - from} * kGridSide);
   if (known != nullptr) known->narrowThrough = narrow ? last + 3 : -2 * kGridSide;
+  // The checkerboard sites of the rows that the rows completed whole read
+  // (r - 3 .. r + 3 each, at most ten in all), gathered once for all their
+  // reads; the reads of a site are unaligned loads from them then. Rows
+  // of which only the ends are completed read the grid. A row the previous
+  // group gathered is the same still: it read it, so it holds the same
+  // sites, and no completion writes a checkerboard site.
+  auto ends = [endsOnly](int r) { return ((endsOnly >> (r % 4)) & 1u) != 0; };
+  int wholeFirst = last + 1, wholeLast = first - 1;
   for (int r = first; r <= last; ++r) {
-    const bool ends = ((endsOnly >> (r % 4)) & 1u) != 0;
+    if (!ends(r)) wholeFirst = std::min(wholeFirst, r), wholeLast = r;
+  }
+  constexpr int kGatheredRows = GreenRows::kGatheredRows;
+  GreenRows own;
+  GreenRows& store = known != nullptr ? *known : own;
+  const int16_t* rows[kGatheredRows] = {};
+  if (narrow) {
+    for (int y = wholeFirst - 3; y <= wholeLast + 3; ++y) {
+      const int slot = (y + 1) % kGatheredRows;
+      if (store.gatheredRow[slot] != y) {
+        GatherCheckerboard(green + WorkGrid::Offset(y, 0), y & 1, store.gathered[slot]);
+        store.gatheredRow[slot] = y;
+      }
+      rows[y - first + 3] = store.gathered[slot];
+    }
+  }
+  for (int r = first; r <= last; ++r) {
     int16_t* row = green + WorkGrid::Offset(r, 0);
+    const int16_t* const* around = ends(r) ? nullptr : rows + (r - first);
     if (!narrow) {
-      CompleteGreenRowAvx512(green, r, ends);
+      CompleteGreenRowAvx512(green, r, ends(r));
     } else if (r % 2 == 0) {
-      CompleteNarrowGreenRow<1>(row, 512, ends);
+      CompleteNarrowGreenRow<1>(row, 512, ends(r), around);
     } else {
-      CompleteNarrowGreenRow<0>(row, 510, ends);
+      CompleteNarrowGreenRow<0>(row, 510, ends(r), around);
     }
   }
 }

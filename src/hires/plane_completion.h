@@ -66,11 +66,17 @@ void CompleteBlue(const WorkGrid& grid);
 // A caller that completes the green groups in ascending order may pass the
 // same `GreenRows` to each, provided nothing changes a green row the
 // previous group read between the calls (the levelling of rows below them
-// may run): the completion then need not check those rows again.
+// may run): the completion then need not check those rows again, nor
+// gather their sites again.
 struct GreenRows {
   // Rows up to this one hold only values of the range the completion
   // serves in 16 bits; below kGridSide * -2 when none are known to.
   int narrowThrough = -2 * kGridSide;
+  // The checkerboard sites of the last rows the completion gathered, row y
+  // in slot (y + 1) % kGatheredRows (rows from -1 on).
+  static constexpr int kGatheredRows = 10;
+  int gatheredRow[kGatheredRows] = {-2, -2, -2, -2, -2, -2, -2, -2, -2, -2};
+  alignas(64) int16_t gathered[kGatheredRows][kGridSide / 2];
 };
 void CompleteGreenGroup(const WorkGrid& grid, int g, unsigned endsOnly = 0,
                         GreenRows* known = nullptr);
