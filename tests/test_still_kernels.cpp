@@ -122,9 +122,20 @@ TEST(StillKernels, ResamplingPhasesAndEdges) {
 // The mixes divide by 3 and 7 with a float product: exact over every sum
 // the resampled values can form (|R + G + B| <= 3 x 2^15, |2R + 4G + B| <=
 // 7 x 2^15).
+// The 16-bit lanes divide by a high-half product: exact for every 16-bit
+// sum they form (up to 43690 for the grey mix's 7), and for every signed
+// 16-bit sum of the mixed 640-wide rows.
 TEST(StillKernels, MixQuotientsAreExactOverTheirRanges) {
   for (int32_t x = -(1 << 17); x <= (1 << 17); ++x) ASSERT_EQ(WideningDivide(x, 3), x / 3) << x;
   for (int32_t x = -(1 << 18); x <= (1 << 18); ++x) ASSERT_EQ(WideningDivide(x, 7), x / 7) << x;
+  for (int32_t d : {3, 5, 7, 15, 45}) {
+    const int32_t last = d == 7 ? 43690 : 65535;
+    for (int32_t y = 0; y <= last; ++y) ASSERT_EQ(WideningQuotient(uint16_t(y), d), y / d) << d;
+  }
+  for (int32_t d : {3, 5, 7}) {
+    for (int32_t x = -32768; x <= 32767; ++x)
+      ASSERT_EQ(WideningSignedQuotient(int16_t(x), d), x / d) << d << " " << x;
+  }
 }
 
 // Planes over the full 16-bit range (weighted sums past 16 bits, means of
@@ -148,68 +159,147 @@ TEST(StillKernels, VectorFormsMatchThePortableOnesAtTheExtremes) {
   SetSimdLevel(before);
 }
 
-// The resamplings on their own, over rows of extreme samples: every group
-// count (the still rows' whole steps and the masked tails other callers
-// use), both phase-0 choices, all three kinds, as values and as components:
-// the vector forms give the portable results.
-TEST(StillKernels, VectorWideningMatchesThePortableForEveryLength) {
+// The 16-bit lanes serve rows whose samples span at most 1455 (480 wide)
+// or 13106 (640 wide), and mixed 640-wide rows of samples -2048 .. 4192: at
+// and just past each limit, with samples all negative, of both signs and
+// all positive (negative sums that truncate toward zero, the largest biased
+// sums), every uint16 form gives the portable components.
+TEST(StillKernels, SixteenBitLanesMatchThePortableAtTheirSpanLimits) {
   if (SupportedSimdLevel() != SimdLevel::kAvx512) GTEST_SKIP() << "no AVX-512";
-  std::vector<int16_t> rows(4 * 1024 + 128);
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    const int n = Noise(0, int(i / 7), int(i));
-    rows[i] = int16_t(n % 4 == 0 ? -32768 : n % 4 == 1 ? 32767 : n * 41);
-  }
-  const int16_t* r = rows.data();
   const SimdLevel before = ActiveSimdLevel();
-  auto both = [&](auto run) {
-    std::vector<int32_t> values[2];
-    std::vector<uint16_t> components[2];
-    for (int v = 0; v < 2; ++v) {
-      SetSimdLevel(v ? SimdLevel::kAvx512 : SimdLevel::kScalar);
-      values[v].assign(1300, 7), components[v].assign(1300, 7);
-      run(values[v].data(), components[v].data());
-    }
-    return values[0] == values[1] && components[0] == components[1];
+  std::vector<int16_t> rows(12 * 512 + 128);
+  const int16_t* plane[3][4];
+  for (int p = 0; p < 3; ++p)
+    for (int k = 0; k < 4; ++k) plane[p][k] = rows.data() + (4 * p + k) * 512;
+  // Components of every form, made on `level`: three 480-wide kinds alone
+  // and mixed both ways, then 640-wide rows alone (both phase-0 choices)
+  // and mixed.
+  auto make = [&](SimdLevel level) {
+    SetSimdLevel(level);
+    std::vector<uint16_t> out(13 * 640, 7);
+    uint16_t* const at[4] = {out.data(), out.data() + 640, out.data() + 1280, nullptr};
+    uint16_t* const grey[3] = {at[0] + 1920, at[1] + 1920, at[2] + 1920};
+    uint16_t* const mean[3] = {at[0] + 3840, at[1] + 3840, at[2] + 3840};
+    WidenSixteenToFifteenRows(plane[1], at);
+    WidenSixteenToFifteenMixed(plane[0], plane[1], plane[2], WideningMix::kGrey, grey);
+    WidenSixteenToFifteenMixed(plane[0], plane[1], plane[2], WideningMix::kMean, mean);
+    uint16_t* wide = out.data() + 9 * 640;
+    WidenFourToFive(plane[1][0], 128, wide, false);
+    WidenFourToFive(plane[1][0], 128, wide + 640, true);
+    WidenFourToFiveMixed(plane[0][0], plane[1][0], plane[2][0], 128, true, WideningMix::kGrey,
+                         wide + 1280);
+    WidenFourToFiveMixed(plane[0][0], plane[1][0], plane[2][0], 128, false, WideningMix::kMean,
+                         wide + 1920);
+    return out;
   };
-  for (int groups = 1; groups <= 260; ++groups) {
-    for (bool shifted : {false, true}) {
-      EXPECT_TRUE(both([&](int32_t* v, uint16_t* c) {
-        WidenFourToFive(r + groups, groups, v, shifted);
-        WidenFourToFive(r + groups, groups, c, shifted);
-      })) << groups
-          << shifted;
+  for (int limit : {1455, 6240, 13106}) {
+    for (int extra : {0, 1}) {
+      const int span = limit + extra;
+      // Fill 4: zeros and -1 (sums just below zero, biased by the whole
+      // span: the largest sums the lanes adjust), a few -span. Fill 5: the
+      // planes' spans far apart (each plane of a 480-wide group takes its
+      // own bias). Fill 6: from -2048.
+      for (int fill = 0; fill < 7; ++fill) {
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+          const int n = Noise(2, int(i / 11), int(i));
+          const int plane = int(i / 2048) % 3;
+          const int low = fill == 0 || fill == 4 ? -span
+                          : fill == 1            ? -span / 3
+                          : fill == 5            ? (plane - 2) * span / 2 + (plane == 1)
+                          : fill == 6            ? -2048
+                                                 : 200 * (fill - 2);
+          rows[i] = int16_t(fill == 4    ? (i % 997 == 0 ? low : -(n % 5 == 0))
+                            : n % 4 == 0 ? low
+                            : n % 4 == 1 ? low + span
+                                         : low + n % (span + 1));
+        }
+        EXPECT_EQ(make(SimdLevel::kAvx512), make(SimdLevel::kScalar)) << span << " " << fill;
+      }
     }
-    if (groups <= 128) {
-      EXPECT_TRUE(both([&](int32_t* v, uint16_t* c) {
-        WidenEightToFive(r + 3 * groups, groups, v);
-        WidenEightToFive(r + 3 * groups, groups, c);
-      })) << groups;
-    }
-  }
-  for (int kind = 0; kind < 3; ++kind) {
-    EXPECT_TRUE(both([&](int32_t* v, uint16_t* c) {
-      WidenSixteenToFifteen(r, r + 1024, r + 2048, r + 3072, kind, v);
-      WidenSixteenToFifteen(r, r + 1024, r + 2048, r + 3072, kind, c);
-    })) << kind;
   }
   SetSimdLevel(before);
 }
 
+// The resamplings on their own, over rows of extreme samples and of
+// sensor-like ones (which the 16-bit lanes take): every group count (the
+// still rows' whole steps and the masked tails other callers use), both
+// phase-0 choices, all three kinds, as values and as components: the
+// vector forms give the portable results.
+TEST(StillKernels, VectorWideningMatchesThePortableForEveryLength) {
+  if (SupportedSimdLevel() != SimdLevel::kAvx512) GTEST_SKIP() << "no AVX-512";
+  for (bool extreme : {true, false}) {
+    std::vector<int16_t> rows(4 * 1024 + 128);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      const int n = Noise(0, int(i / 7), int(i));
+      rows[i] = int16_t(!extreme     ? n % 1400 - 600
+                        : n % 4 == 0 ? -32768
+                        : n % 4 == 1 ? 32767
+                                     : n * 41);
+    }
+    const int16_t* r = rows.data();
+    const SimdLevel before = ActiveSimdLevel();
+    auto both = [&](auto run) {
+      std::vector<int32_t> values[2];
+      std::vector<uint16_t> components[2];
+      for (int v = 0; v < 2; ++v) {
+        SetSimdLevel(v ? SimdLevel::kAvx512 : SimdLevel::kScalar);
+        values[v].assign(1440, 7), components[v].assign(1440, 7);
+        run(values[v].data(), components[v].data());
+      }
+      return values[0] == values[1] && components[0] == components[1];
+    };
+    for (int groups = 1; groups <= 260; ++groups) {
+      for (bool shifted : {false, true}) {
+        EXPECT_TRUE(both([&](int32_t* v, uint16_t* c) {
+          WidenFourToFive(r + groups, groups, v, shifted);
+          WidenFourToFive(r + groups, groups, c, shifted);
+        })) << groups
+            << shifted;
+      }
+      if (groups <= 128) {
+        EXPECT_TRUE(both([&](int32_t* v, uint16_t* c) {
+          WidenEightToFive(r + 3 * groups, groups, v);
+          WidenEightToFive(r + 3 * groups, groups, c);
+        })) << groups;
+      }
+    }
+    for (int kind = 0; kind < 3; ++kind) {
+      EXPECT_TRUE(both([&](int32_t* v, uint16_t* c) {
+        WidenSixteenToFifteen(r, r + 1024, r + 2048, r + 3072, kind, v);
+        WidenSixteenToFifteen(r, r + 1024, r + 2048, r + 3072, kind, c);
+      })) << kind;
+    }
+    const int16_t* const group[4] = {r, r + 1024, r + 2048, r + 3072};
+    EXPECT_TRUE(both([&](int32_t* v, uint16_t* c) {
+      int32_t* const values[3] = {v, v + 480, v + 960};
+      uint16_t* const components[3] = {c, c + 480, c + 960};
+      WidenSixteenToFifteenRows(group, values);
+      WidenSixteenToFifteenRows(group, components);
+    })) << extreme;
+    SetSimdLevel(before);
+  }
+}
+
 // A group's three rows made at once, alone or mixed from three planes, and
 // the 640- and 320-wide rows mixed as they are resampled, equal the rows
-// made one by one and mixed afterwards, on rows of extreme
-// samples (the largest sums the divisions see), on both code paths.
+// made one by one and mixed afterwards, on rows of extreme samples (the
+// largest sums the divisions see) and of sensor-like ones (which the 16-bit
+// lanes take), on both code paths.
 TEST(StillKernels, GroupedRowsEqualTheRowsMadeOneByOne) {
   std::vector<int16_t> rows(3 * 4 * 512 + 128);
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    const int n = Noise(1, int(i / 5), int(i));
-    rows[i] = int16_t(n % 3 == 0 ? -32768 : n % 3 == 1 ? 32767 : n * 37);
-  }
   const int16_t* plane[3][4];
   for (int p = 0; p < 3; ++p)
     for (int k = 0; k < 4; ++k) plane[p][k] = rows.data() + (4 * p + k) * 512;
   const SimdLevel before = ActiveSimdLevel();
-  for (SimdLevel level : {SimdLevel::kScalar, SupportedSimdLevel()}) {
+  for (int run = 0; run < 4; ++run) {
+    const SimdLevel level = run % 2 ? SupportedSimdLevel() : SimdLevel::kScalar;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      const int n = Noise(1, int(i / 5), int(i));
+      rows[i] = int16_t(run >= 2     ? n % 1200 - 400
+                        : n % 3 == 0 ? -32768
+                        : n % 3 == 1 ? 32767
+                                     : n * 37);
+    }
     SetSimdLevel(level);
     std::vector<int32_t> value[3][3];  // [plane][kind], one by one
     for (int p = 0; p < 3; ++p)

@@ -1,8 +1,10 @@
 #include "still/widening.h"
 
+#include <algorithm>
 #include <bit>
 #include <climits>
 #include <cmath>
+#include <type_traits>
 
 #include "platform/simd.h"
 
@@ -20,6 +22,49 @@ constexpr float ReciprocalAbove(int d) {
 constexpr float kReciprocal3 = ReciprocalAbove(3), kReciprocal5 = ReciprocalAbove(5),
                 kReciprocal7 = ReciprocalAbove(7), kReciprocal15 = ReciprocalAbove(15),
                 kReciprocal45 = ReciprocalAbove(45);
+
+// The quotient floor(y / d) of a 16-bit y as the 16-bit lanes form it: the
+// high half of y m, shifted right by s, for m = ceil(2^(16 + s) / d). With
+// e = m d - 2^(16 + s), y m / 2^(16 + s) = y / d + y e / (d 2^(16 + s)), and
+// the fraction of y / d is at most (d - 1) / d, so the product's floor is
+// floor(y / d) whenever y e < 2^(16 + s). For d = 3, 5, 15 and 45 (s = 1, 2,
+// 3, 5; e = 1, 1, 7, 28) e <= 2^s and every 16-bit y qualifies; for d = 7
+// (s = 2, e = 6) y up to 43690 does. A test checks every y the lanes form.
+constexpr int QuotientShift(int d) { return d == 3 ? 1 : d == 5 || d == 7 ? 2 : d == 15 ? 3 : 5; }
+constexpr uint32_t QuotientMultiplier(int d) {
+  return ((uint32_t{1} << (16 + QuotientShift(d))) + static_cast<uint32_t>(d) - 1) /
+         static_cast<uint32_t>(d);
+}
+static_assert(QuotientMultiplier(3) == 43691 && QuotientMultiplier(5) == 52429 &&
+              QuotientMultiplier(7) == 37450 && QuotientMultiplier(15) == 34953 &&
+              QuotientMultiplier(45) == 46604);
+
+// The quotient x / d truncated toward zero of a signed 16-bit x, as the
+// mixed 640-wide lanes form it: floor(x M / 2^(16 + s)) (the high half of
+// the signed product, shifted arithmetically), plus 1 where x < 0, for
+// M = ceil(2^(16 + s) / d). With e = M d - 2^(16 + s), x M / 2^(16 + s) =
+// x / d + x e / (d 2^(16 + s)). For 0 <= x the floor is floor(x / d) while
+// x e < 2^(16 + s) (as for the unsigned quotient). For x < 0 the product
+// lies below x / d by less than 1/d while |x| e < 2^(16 + s), so its floor
+// is the integer below x / d (x / d - 1 when d divides x), and adding 1
+// gives the truncated quotient. d = 5 and 7 take s = 1 (e = 3: |x| < 43690),
+// d = 3 takes s = 0 (e = 2: |x| < 32768, every 16-bit x).
+constexpr int SignedQuotientShift(int d) { return d == 3 ? 0 : 1; }
+constexpr int32_t SignedQuotientMultiplier(int d) {
+  return static_cast<int32_t>(((int32_t{1} << (16 + SignedQuotientShift(d))) + d - 1) / d);
+}
+static_assert(SignedQuotientMultiplier(3) == 21846 && SignedQuotientMultiplier(5) == 26215 &&
+              SignedQuotientMultiplier(7) == 18725);
+
+// The widest span of samples each resampling takes in 16-bit lanes (see
+// BiasedQuotient): d span + d - 1 stays within 65535 for the sixteen-to-
+// fifteen sums (d = 45) and the four-to-five ones (d = 5), and within 43690
+// for the grey mix of the four-to-five values (d = 7).
+constexpr int kFifteenNarrowSpan = 1455;
+constexpr int kFifthNarrowSpan = 13106;
+constexpr int kFifthMixedNarrowSpan = 6240;
+static_assert(45 * kFifteenNarrowSpan + 44 <= 65535 && 5 * kFifthNarrowSpan + 4 <= 65535 &&
+              7 * kFifthMixedNarrowSpan + 6 <= 43690);
 
 // Out is int32_t for the values as they are, uint16_t for the components as
 // stored (the value modulo 2^16).
@@ -120,6 +165,484 @@ VOBREX_TARGET_AVX512 inline void StoreFive(Out* out, const __m512i (&v)[5]) {
 VOBREX_TARGET_AVX512 inline __m512i DivideBy3(__m512i x) { return DivideExactly(x, kReciprocal3); }
 VOBREX_TARGET_AVX512 inline __m512i DivideBy7(__m512i x) { return DivideExactly(x, kReciprocal7); }
 
+// ---- Sixteen-bit lanes ----
+// The planes' samples are 10-bit sensor levels after gains and colour
+// differences: nearly every row group spans far less than 16 bits, and its
+// resampled sums fit 16-bit lanes. There a vector holds thirty-two values,
+// the weights are 16-bit multiplies and each division is the high half of a
+// product (QuotientOf) instead of three float steps on sixteen values.
+// Groups whose samples span more take the 32-bit forms.
+//
+// Why the lanes give the exact values. Let every sample v of the rows read,
+// and 0, satisfy 0 <= v + B <= span for the bias B = max(0, -least sample)
+// (so dB <= d span, a 16-bit value too). A resampled value is x / d
+// truncated toward zero, x = sum w_i v_i with weights w_i >= 0 summing to
+// d; so x + dB = sum w_i (v_i + B) lies in 0 .. d span. The lanes form
+// x + dB with multiplies and adds that wrap (modulo 2^16); as the value
+// lies in 0 .. 65535 they hold it exactly. For x >= 0 the truncated
+// quotient is floor((x + dB) / d) - B; for x < 0 (that is, x + dB < dB) it
+// is ceil(x / d) = floor((x + dB + d - 1) / d) - B. So BiasedQuotient adds
+// d - 1 where x + dB < dB and takes the floor of a y <= d span + d - 1,
+// which the spans above keep within QuotientOf's range. It returns the
+// value plus B, again in 0 .. span (a truncated weighted mean of the
+// samples lies between the least and the greatest): the mixes weigh three
+// such values by weights summing to 3 or 7, the same argument over.
+// Groups without negative samples have B = 0 and need no adjustment.
+
+template <int kDivisor>
+VOBREX_TARGET_AVX512 inline __m512i QuotientOf(__m512i y) {
+  const __m512i m = _mm512_set1_epi16(static_cast<int16_t>(QuotientMultiplier(kDivisor)));
+  return _mm512_srli_epi16(_mm512_mulhi_epu16(y, m), QuotientShift(kDivisor));
+}
+
+// `biased` holds x + dB (dB in `dBias`): the truncated x / d plus B.
+template <int kDivisor, bool kSigned>
+VOBREX_TARGET_AVX512 inline __m512i BiasedQuotient(__m512i biased, __m512i dBias) {
+  if constexpr (kSigned) {
+    const __mmask32 negative = _mm512_cmplt_epu16_mask(biased, dBias);
+    biased = _mm512_mask_add_epi16(biased, negative, biased, _mm512_set1_epi16(kDivisor - 1));
+  }
+  return QuotientOf<kDivisor>(biased);
+}
+
+// x / d truncated toward zero for signed 16-bit x (see
+// SignedQuotientMultiplier).
+template <int kDivisor>
+VOBREX_TARGET_AVX512 inline __m512i SignedQuotientOf(__m512i x) {
+  const __m512i m = _mm512_set1_epi16(static_cast<int16_t>(SignedQuotientMultiplier(kDivisor)));
+  const __m512i floor = _mm512_srai_epi16(_mm512_mulhi_epi16(x, m), SignedQuotientShift(kDivisor));
+  const __mmask32 negative = _mm512_movepi16_mask(x);
+  return _mm512_mask_sub_epi16(floor, negative, floor, _mm512_set1_epi16(-1));
+}
+
+VOBREX_TARGET_AVX512 inline __m512i TimesBias(int d, int bias) {
+  return _mm512_set1_epi16(static_cast<int16_t>(static_cast<uint16_t>(d * bias)));
+}
+
+// The least and the greatest sample of the rows seen, lane by lane.
+struct SampleSpan {
+  __m512i least, greatest;
+};
+
+VOBREX_TARGET_AVX512 inline SampleSpan EmptySpan() {
+  return {_mm512_set1_epi16(INT16_MAX), _mm512_set1_epi16(INT16_MIN)};
+}
+
+// Samples row[0 .. count - 1] into the span.
+VOBREX_TARGET_AVX512 inline void AddSamples(SampleSpan& span, const int16_t* row, int count) {
+  int i = 0;
+  for (; i + 32 <= count; i += 32) {
+    const __m512i v = _mm512_loadu_si512(row + i);
+    span.least = _mm512_min_epi16(span.least, v);
+    span.greatest = _mm512_max_epi16(span.greatest, v);
+  }
+  if (i < count) {
+    const __mmask32 lanes = (uint32_t{1} << (count - i)) - 1;
+    const __m512i v = _mm512_maskz_loadu_epi16(lanes, row + i);
+    span.least = _mm512_mask_min_epi16(span.least, lanes, span.least, v);
+    span.greatest = _mm512_mask_max_epi16(span.greatest, lanes, span.greatest, v);
+  }
+}
+
+// The bias B of the samples seen, or -1 when they and 0 span more than
+// `limit` (the 32-bit forms then serve).
+VOBREX_TARGET_AVX512 inline int NarrowBias(const SampleSpan& span, int limit) {
+  const __m256i least = _mm256_min_epi16(_mm512_castsi512_si256(span.least),
+                                         _mm512_extracti64x4_epi64(span.least, 1));
+  const __m256i greatest = _mm256_max_epi16(_mm512_castsi512_si256(span.greatest),
+                                            _mm512_extracti64x4_epi64(span.greatest, 1));
+  const int low = std::min(_mm512_reduce_min_epi32(_mm512_cvtepi16_epi32(least)), 0);
+  const int high = std::max(_mm512_reduce_max_epi32(_mm512_cvtepi16_epi32(greatest)), 0);
+  return high - low > limit ? -1 : -low;
+}
+
+// The biases of the three planes' values and what their mixes carry: the
+// grey sum 2R + 4G + B of biased values carries 2B_r + 4B_g + B_b, the mean
+// sum B_r + B_g + B_b; adding `offset` (0 .. d - 1) makes that d times
+// `base`, so the sum is again the mix's sum plus d base and the argument
+// above holds with base for B (the result is the mix plus base).
+struct MixBiases {
+  int offset, base;
+};
+
+template <WideningMix kMix>
+constexpr MixBiases MixBiasesOf(int red, int green, int blue) {
+  const int d = kMix == WideningMix::kGrey ? 7 : 3;
+  const int carried = kMix == WideningMix::kGrey ? 2 * red + 4 * green + blue : red + green + blue;
+  const int base = (carried + d - 1) / d;
+  return {d * base - carried, base};
+}
+
+// The mixes of three biased values as MixMean and MixGrey form them, plus
+// the biases' base.
+template <WideningMix kMix, bool kSigned>
+VOBREX_TARGET_AVX512 inline __m512i MixNarrow(__m512i r, __m512i g, __m512i b, MixBiases biases) {
+  const __m512i offset = _mm512_set1_epi16(static_cast<int16_t>(biases.offset));
+  if constexpr (kMix == WideningMix::kGrey) {
+    // 2R + 4G + B as 2 (R + 2G) + B.
+    const __m512i half = _mm512_add_epi16(r, _mm512_add_epi16(g, g));
+    __m512i sum = _mm512_add_epi16(_mm512_add_epi16(half, half), b);
+    if constexpr (kSigned) sum = _mm512_add_epi16(sum, offset);
+    return BiasedQuotient<7, kSigned>(sum, TimesBias(7, biases.base));
+  } else {
+    __m512i sum = _mm512_add_epi16(_mm512_add_epi16(r, g), b);
+    if constexpr (kSigned) sum = _mm512_add_epi16(sum, offset);
+    return BiasedQuotient<3, kSigned>(sum, TimesBias(3, biases.base));
+  }
+}
+
+// The rows of the next picture row or group follow these in the planes
+// (kStillSide samples a row): fetching line `line` of a row 512 samples on
+// while this one is made overlaps its fetch with the arithmetic. A hint
+// only: it reads nothing the caller sees.
+VOBREX_TARGET_AVX512 inline void FetchNextRow(const int16_t* row, int line) {
+  _mm_prefetch(reinterpret_cast<const char*>(row + 512 + 32 * line), _MM_HINT_T0);
+}
+
+// Sixteen to fifteen in 16-bit lanes. Each source column u serves at most
+// one output column as its left sample (u = 16q + p, weight 15 - p) and
+// the next as right (weight p), so the sums are formed lane by lane on
+// source columns: lane u holds output column u - u / 16 (lanes with u % 16
+// = 15 serve none), and a byte permute per output vector drops those.
+struct FifteenLanes {
+  alignas(64) int16_t left[32];
+  alignas(64) int16_t right[32];
+  alignas(64) uint8_t index[15][64];  // output vector z from source vectors z and z + 1
+};
+
+constexpr FifteenLanes MakeFifteenLanes() {
+  FifteenLanes f{};
+  for (int t = 0; t < 32; ++t) {
+    const int p = t % 16;
+    f.left[t] = static_cast<int16_t>(p == 15 ? 0 : 15 - p);
+    f.right[t] = static_cast<int16_t>(p == 15 ? 0 : p);
+  }
+  for (int z = 0; z < 15; ++z) {
+    for (int t = 0; t < 32; ++t) {
+      const int x = 32 * z + t, u = x + x / 15 - 32 * z;
+      f.index[z][2 * t] = static_cast<uint8_t>(2 * u);
+      f.index[z][2 * t + 1] = static_cast<uint8_t>(2 * u + 1);
+    }
+  }
+  return f;
+}
+
+constexpr FifteenLanes kFifteenLanes = MakeFifteenLanes();
+
+// The three kinds of source columns at .. at + 31 of rows a..d (rows[0..3]),
+// as biased values: kind 0 a[u] (15 - p) + a[u + 1] p, kind 1 with c + 2b
+// in both columns, kind 2 with c + 2d on the left and d + 2c on the right.
+template <bool kSigned>
+VOBREX_TARGET_AVX512 inline void FifteenColumns(const int16_t* const row[4], int at, int bias,
+                                                __m512i kinds[3]) {
+  const __m512i left = _mm512_load_si512(kFifteenLanes.left);
+  const __m512i right = _mm512_load_si512(kFifteenLanes.right);
+  __m512i u[4], v[4];
+  for (int k = 0; k < 4; ++k) {
+    u[k] = _mm512_loadu_si512(row[k] + at);
+    v[k] = _mm512_loadu_si512(row[k] + at + 1);
+  }
+  const __m512i sums[3] = {
+      _mm512_add_epi16(_mm512_mullo_epi16(u[0], left), _mm512_mullo_epi16(v[0], right)),
+      _mm512_add_epi16(
+          _mm512_mullo_epi16(_mm512_add_epi16(u[2], _mm512_add_epi16(u[1], u[1])), left),
+          _mm512_mullo_epi16(_mm512_add_epi16(v[2], _mm512_add_epi16(v[1], v[1])), right)),
+      _mm512_add_epi16(
+          _mm512_mullo_epi16(_mm512_add_epi16(u[2], _mm512_add_epi16(u[3], u[3])), left),
+          _mm512_mullo_epi16(_mm512_add_epi16(v[3], _mm512_add_epi16(v[2], v[2])), right))};
+  if constexpr (kSigned) {
+    const __m512i bias15 = TimesBias(15, bias), bias45 = TimesBias(45, bias);
+    kinds[0] = BiasedQuotient<15, true>(_mm512_add_epi16(sums[0], bias15), bias15);
+    kinds[1] = BiasedQuotient<45, true>(_mm512_add_epi16(sums[1], bias45), bias45);
+    kinds[2] = BiasedQuotient<45, true>(_mm512_add_epi16(sums[2], bias45), bias45);
+  } else {
+    kinds[0] = QuotientOf<15>(sums[0]);
+    kinds[1] = QuotientOf<45>(sums[1]);
+    kinds[2] = QuotientOf<45>(sums[2]);
+  }
+}
+
+// Output vector z of each kind from the biased values of source vectors z
+// and z + 1, less the bias.
+template <bool kSigned>
+VOBREX_TARGET_AVX512 inline void StoreFifteen(const __m512i (&previous)[3],
+                                              const __m512i (&current)[3], int z, int bias,
+                                              uint16_t* const out[3]) {
+  const __m512i index = _mm512_load_si512(kFifteenLanes.index[z]);
+  const __m512i b = _mm512_set1_epi16(static_cast<int16_t>(bias));
+  for (int kind = 0; kind < 3; ++kind) {
+    __m512i v = _mm512_permutex2var_epi8(previous[kind], index, current[kind]);
+    if constexpr (kSigned) v = _mm512_sub_epi16(v, b);
+    _mm512_storeu_si512(out[kind] + 32 * z, v);
+  }
+}
+
+// Line z (and with z = 14 line 15 too) of the next group's four rows.
+VOBREX_TARGET_AVX512 inline void FetchAhead(const int16_t* const row[4], int z) {
+  for (int k = 0; k < 4; ++k) {
+    FetchNextRow(row[k] + 3 * 512, z);
+    if (z == 14) FetchNextRow(row[k] + 3 * 512, 15);
+  }
+}
+
+template <bool kSigned>
+VOBREX_TARGET_AVX512 void FifteenRowsNarrow(const int16_t* const row[4], int bias,
+                                            uint16_t* const out[3]) {
+  __m512i previous[3], current[3];
+  FifteenColumns<kSigned>(row, 0, bias, previous);
+  for (int z = 0; z < 15; ++z) {
+    // Source vector 15 reads column 512 (the next row's first) into a lane
+    // that serves no output.
+    FifteenColumns<kSigned>(row, 32 * (z + 1), bias, current);
+    StoreFifteen<kSigned>(previous, current, z, bias, out);
+    FetchAhead(row, z);
+    for (int kind = 0; kind < 3; ++kind) previous[kind] = current[kind];
+  }
+}
+
+// Each plane's values biased by its own bias (bias[0..2]: red, green,
+// blue), mixed.
+template <WideningMix kMix, bool kSigned>
+VOBREX_TARGET_AVX512 inline void FifteenMixedColumns(const int16_t* const red[4],
+                                                     const int16_t* const green[4],
+                                                     const int16_t* const blue[4], int at,
+                                                     const int (&bias)[3], MixBiases biases,
+                                                     __m512i mixed[3]) {
+  __m512i r[3], g[3], b[3];
+  FifteenColumns<kSigned>(red, at, bias[0], r);
+  FifteenColumns<kSigned>(green, at, bias[1], g);
+  FifteenColumns<kSigned>(blue, at, bias[2], b);
+  for (int kind = 0; kind < 3; ++kind)
+    mixed[kind] = MixNarrow<kMix, kSigned>(r[kind], g[kind], b[kind], biases);
+}
+
+template <WideningMix kMix, bool kSigned>
+VOBREX_TARGET_AVX512 void FifteenMixedNarrow(const int16_t* const red[4],
+                                             const int16_t* const green[4],
+                                             const int16_t* const blue[4], const int (&bias)[3],
+                                             uint16_t* const out[3]) {
+  const MixBiases biases = MixBiasesOf<kMix>(bias[0], bias[1], bias[2]);
+  __m512i previous[3], current[3];
+  FifteenMixedColumns<kMix, kSigned>(red, green, blue, 0, bias, biases, previous);
+  for (int z = 0; z < 15; ++z) {
+    FifteenMixedColumns<kMix, kSigned>(red, green, blue, 32 * (z + 1), bias, biases, current);
+    StoreFifteen<kSigned>(previous, current, z, biases.base, out);
+    FetchAhead(red, z);
+    FetchAhead(green, z);
+    FetchAhead(blue, z);
+    for (int kind = 0; kind < 3; ++kind) previous[kind] = current[kind];
+  }
+}
+
+// The bias of a group's four rows of one plane (columns 0..511 are all the
+// sums read), or -1.
+VOBREX_TARGET_AVX512 inline int FifteenBias(const int16_t* const row[4]) {
+  SampleSpan span = EmptySpan();
+  for (int k = 0; k < 4; ++k) AddSamples(span, row[k], 512);
+  return NarrowBias(span, kFifteenNarrowSpan);
+}
+
+VOBREX_TARGET_AVX512 bool FifteenRowsNarrowly(const int16_t* const row[4], uint16_t* const out[3]) {
+  const int bias = FifteenBias(row);
+  if (bias < 0) return false;
+  if (bias > 0) {
+    FifteenRowsNarrow<true>(row, bias, out);
+  } else {
+    FifteenRowsNarrow<false>(row, 0, out);
+  }
+  return true;
+}
+
+// Each plane takes its own bias: a group whose planes each span little
+// takes the 16-bit lanes even when they lie far apart.
+template <WideningMix kMix>
+VOBREX_TARGET_AVX512 bool FifteenMixedNarrowly(const int16_t* const red[4],
+                                               const int16_t* const green[4],
+                                               const int16_t* const blue[4],
+                                               uint16_t* const out[3]) {
+  const int bias[3] = {FifteenBias(red), FifteenBias(green), FifteenBias(blue)};
+  if (bias[0] < 0 || bias[1] < 0 || bias[2] < 0) return false;
+  if (bias[0] > 0 || bias[1] > 0 || bias[2] > 0) {
+    FifteenMixedNarrow<kMix, true>(red, green, blue, bias, out);
+  } else {
+    FifteenMixedNarrow<kMix, false>(red, green, blue, bias, out);
+  }
+  return true;
+}
+
+// Four to five in 16-bit lanes: output pixel 5k + j takes samples 4k + a_j
+// and 4k + a_j + 1 (phase 0 the first whole, weight 5 and 0), gathered by
+// two byte permutes of one window. A period of thirty-two groups makes five
+// output vectors; each vector's tables stay in registers over the periods.
+struct FifthLanes {
+  int first[5];                            // the window of output vector z, from the period's first
+  alignas(64) uint8_t index[2][5][2][64];  // [firstShifted][z][left, right sample]
+  alignas(64) int16_t weight[2][5][2][32];
+};
+
+constexpr FifthLanes MakeFifthLanes() {
+  FifthLanes f{};
+  constexpr int kSample[5] = {0, 0, 1, 2, 3}, kLeft[5] = {5, 1, 2, 3, 4};
+  for (int z = 0; z < 5; ++z) f.first[z] = 4 * (32 * z / 5);
+  for (int shifted = 0; shifted < 2; ++shifted) {
+    for (int z = 0; z < 5; ++z) {
+      for (int t = 0; t < 32; ++t) {
+        const int x = 32 * z + t, k = x / 5, j = x % 5;
+        const int a = 4 * k + (j == 0 && shifted ? 1 : kSample[j]) - f.first[z];
+        for (int side = 0; side < 2; ++side) {
+          f.index[shifted][z][side][2 * t] = static_cast<uint8_t>(2 * (a + side));
+          f.index[shifted][z][side][2 * t + 1] = static_cast<uint8_t>(2 * (a + side) + 1);
+        }
+        f.weight[shifted][z][0][t] = static_cast<int16_t>(kLeft[j]);
+        f.weight[shifted][z][1][t] = static_cast<int16_t>(5 - kLeft[j]);
+      }
+    }
+  }
+  return f;
+}
+
+constexpr FifthLanes kFifthLanes = MakeFifthLanes();
+
+// One output vector's tables.
+struct FifthTables {
+  __m512i left, right, leftWeight, rightWeight;
+};
+
+VOBREX_TARGET_AVX512 inline FifthTables LoadFifthTables(int shifted, int z) {
+  return {_mm512_load_si512(kFifthLanes.index[shifted][z][0]),
+          _mm512_load_si512(kFifthLanes.index[shifted][z][1]),
+          _mm512_load_si512(kFifthLanes.weight[shifted][z][0]),
+          _mm512_load_si512(kFifthLanes.weight[shifted][z][1])};
+}
+
+// The weighted sums of one row for an output vector (as 16 bits), from the
+// window at the vector's first sample.
+VOBREX_TARGET_AVX512 inline __m512i FifthSums(__m512i low, __m512i high, const FifthTables& t) {
+  const __m512i a = _mm512_permutex2var_epi8(low, t.left, high);
+  const __m512i b = _mm512_permutex2var_epi8(low, t.right, high);
+  return _mm512_add_epi16(_mm512_mullo_epi16(a, t.leftWeight),
+                          _mm512_mullo_epi16(b, t.rightWeight));
+}
+
+// The biased fifths of one row for an output vector.
+template <bool kSigned>
+VOBREX_TARGET_AVX512 inline __m512i FifthsNarrow(const int16_t* window, const FifthTables& t,
+                                                 int bias) {
+  const __m512i sum = FifthSums(_mm512_loadu_si512(window), _mm512_loadu_si512(window + 32), t);
+  if constexpr (kSigned) {
+    const __m512i bias5 = TimesBias(5, bias);
+    return BiasedQuotient<5, true>(_mm512_add_epi16(sum, bias5), bias5);
+  } else {
+    return QuotientOf<5>(sum);
+  }
+}
+
+// The fifths of one row of the mixed rows as signed values, noting in
+// `reach` the largest v + kMixedBias (as 16 bits) of the window's first 32
+// samples: the lanes take none further on (a + 1 <= 28).
+constexpr int kMixedBias = 2048;
+
+VOBREX_TARGET_AVX512 inline __m512i SignedFifths(const int16_t* window, const FifthTables& t,
+                                                 __m512i& reach) {
+  const __m512i low = _mm512_loadu_si512(window), high = _mm512_loadu_si512(window + 32);
+  reach = _mm512_max_epu16(reach, _mm512_add_epi16(low, _mm512_set1_epi16(kMixedBias)));
+  return SignedQuotientOf<5>(FifthSums(low, high, t));
+}
+
+// Rows of whole periods; the last window reaches 36 samples past the row.
+// Output vector z of each period in turn, then the next z.
+template <bool kSigned>
+VOBREX_TARGET_AVX512 void WidenNarrow(const int16_t* row, int groups, int shifted, int bias,
+                                      uint16_t* line) {
+  const __m512i b = _mm512_set1_epi16(static_cast<int16_t>(bias));
+  const int periods = groups / 32;
+  for (int z = 0; z < 5; ++z) {
+    const FifthTables t = LoadFifthTables(shifted, z);
+    for (int period = 0; period < periods; ++period) {
+      __m512i v = FifthsNarrow<kSigned>(row + 128 * period + kFifthLanes.first[z], t, bias);
+      if constexpr (kSigned) v = _mm512_sub_epi16(v, b);
+      _mm512_storeu_si512(line + 160 * period + 32 * z, v);
+      if (periods * z + period < 16) FetchNextRow(row, periods * z + period);
+    }
+  }
+}
+
+// The mixed rows need no pass over their samples before the arithmetic:
+// samples -kMixedBias .. kFifthMixedNarrowSpan - kMixedBias (-2048 .. 4192)
+// keep every sum within signed 16 bits and SignedQuotientOf's range (the
+// fifths' sums within -10240 .. 20960, the grey sums within -14336 ..
+// 29344, the mean ones within -6144 .. 12576), and the samples the lanes
+// take are checked as they are loaded. A row with others is made again in
+// 32-bit lanes by the caller.
+template <WideningMix kMix>
+VOBREX_TARGET_AVX512 inline __m512i SignedMix(__m512i r, __m512i g, __m512i b) {
+  if constexpr (kMix == WideningMix::kGrey) {
+    // 2R + 4G + B as 2 (R + 2G) + B.
+    const __m512i half = _mm512_add_epi16(r, _mm512_add_epi16(g, g));
+    return SignedQuotientOf<7>(_mm512_add_epi16(_mm512_add_epi16(half, half), b));
+  } else {
+    return SignedQuotientOf<3>(_mm512_add_epi16(_mm512_add_epi16(r, g), b));
+  }
+}
+
+// True when the row came out exact (its samples lie within the span).
+template <WideningMix kMix>
+VOBREX_TARGET_AVX512 bool WidenMixedNarrow(const int16_t* red, const int16_t* green,
+                                           const int16_t* blue, int groups, int shifted,
+                                           uint16_t* line) {
+  const int periods = groups / 32;
+  __m512i reach = _mm512_setzero_si512();
+  for (int z = 0; z < 5; ++z) {
+    const FifthTables t = LoadFifthTables(shifted, z);
+    for (int period = 0; period < periods; ++period) {
+      const int at = 128 * period + kFifthLanes.first[z];
+      const __m512i v =
+          SignedMix<kMix>(SignedFifths(red + at, t, reach), SignedFifths(green + at, t, reach),
+                          SignedFifths(blue + at, t, reach));
+      _mm512_storeu_si512(line + 160 * period + 32 * z, v);
+      const int fetched = periods * z + period;
+      if (fetched < 16) {
+        FetchNextRow(red, fetched);
+        FetchNextRow(green, fetched);
+        FetchNextRow(blue, fetched);
+      }
+    }
+  }
+  return _mm512_cmpgt_epu16_mask(reach, _mm512_set1_epi16(kFifthMixedNarrowSpan)) == 0;
+}
+
+// The bias of the samples a row of `groups` groups takes (4 groups + 1 of
+// them), or -1; whole periods only.
+VOBREX_TARGET_AVX512 inline int FifthBias(const int16_t* const rows[], int count, int groups,
+                                          int limit) {
+  if (groups % 32 != 0) return -1;
+  SampleSpan span = EmptySpan();
+  for (int p = 0; p < count; ++p) AddSamples(span, rows[p], 4 * groups + 1);
+  return NarrowBias(span, limit);
+}
+
+VOBREX_TARGET_AVX512 bool WidenNarrowly(const int16_t* row, int groups, uint16_t* line,
+                                        bool firstShifted) {
+  const int16_t* const rows[1] = {row};
+  const int bias = FifthBias(rows, 1, groups, kFifthNarrowSpan);
+  if (bias < 0) return false;
+  const int shifted = firstShifted ? 1 : 0;
+  if (bias > 0) {
+    WidenNarrow<true>(row, groups, shifted, bias, line);
+  } else {
+    WidenNarrow<false>(row, groups, shifted, 0, line);
+  }
+  return true;
+}
+
+template <WideningMix kMix>
+VOBREX_TARGET_AVX512 bool WidenMixedNarrowly(const int16_t* red, const int16_t* green,
+                                             const int16_t* blue, int groups, bool firstShifted,
+                                             uint16_t* line) {
+  if (groups % 32 != 0) return false;
+  return WidenMixedNarrow<kMix>(red, green, blue, groups, firstShifted ? 1 : 0, line);
+}
+
 // For output vector z of a step of sixteen groups (pixels 16z .. 16z + 15):
 // the first group it reads, and for each pixel the byte indices of its two
 // samples (a 16-bit pair) in a 64-sample window from that group's first
@@ -209,6 +732,9 @@ VOBREX_TARGET_AVX512 VOBREX_ALWAYS_INLINE void PairsToFiveAvx512(const int16_t* 
 template <class Out>
 VOBREX_TARGET_AVX512 void WidenAvx512(const int16_t* row, int groups, Out* line,
                                       bool firstShifted) {
+  if constexpr (std::is_same_v<Out, uint16_t>) {
+    if (WidenNarrowly(row, groups, line, firstShifted)) return;
+  }
   const int shifted = firstShifted ? 1 : 0;
   PairsToFiveAvx512<4>(row, groups, line, kSpread.index[shifted], kSpread.weight[shifted],
                        kSpread.firstGroup);
@@ -414,6 +940,7 @@ template <WideningMix kMix>
 VOBREX_TARGET_AVX512 void FourToFiveMixedAvx512(const int16_t* red, const int16_t* green,
                                                 const int16_t* blue, int groups, bool firstShifted,
                                                 uint16_t* line) {
+  if (WidenMixedNarrowly<kMix>(red, green, blue, groups, firstShifted, line)) return;
   const int shifted = firstShifted ? 1 : 0;
   const __m512i* index = reinterpret_cast<const __m512i*>(kSpread.index[shifted]);
   const __m512i* weight = reinterpret_cast<const __m512i*>(kSpread.weight[shifted]);
@@ -468,6 +995,9 @@ VOBREX_TARGET_AVX512 inline void FifteenKinds(const int16_t* const row[4], int z
 // for all three.
 template <class Out>
 VOBREX_TARGET_AVX512 void FifteenRowsAvx512(const int16_t* const row[4], Out* const out[3]) {
+  if constexpr (std::is_same_v<Out, uint16_t>) {
+    if (FifteenRowsNarrowly(row, out)) return;
+  }
   for (int z = 0; z < 30; z += 2) {
     __m512i value[2][3];
     for (int half = 0; half < 2; ++half) {
@@ -476,6 +1006,7 @@ VOBREX_TARGET_AVX512 void FifteenRowsAvx512(const int16_t* const row[4], Out* co
     for (int kind = 0; kind < 3; ++kind) {
       StorePair(out[kind] + 16 * z, value[0][kind], value[1][kind]);
     }
+    FetchAhead(row, z / 2);
   }
 }
 
@@ -486,6 +1017,7 @@ template <WideningMix kMix>
 VOBREX_TARGET_AVX512 void FifteenMixedAvx512(const int16_t* const red[4],
                                              const int16_t* const green[4],
                                              const int16_t* const blue[4], uint16_t* const out[3]) {
+  if (FifteenMixedNarrowly<kMix>(red, green, blue, out)) return;
   for (int z = 0; z < 30; z += 2) {
     __m512i mixed[2][3];
     for (int half = 0; half < 2; ++half) {
@@ -501,6 +1033,9 @@ VOBREX_TARGET_AVX512 void FifteenMixedAvx512(const int16_t* const red[4],
     for (int kind = 0; kind < 3; ++kind) {
       StorePair(out[kind] + 16 * z, mixed[0][kind], mixed[1][kind]);
     }
+    FetchAhead(red, z / 2);
+    FetchAhead(green, z / 2);
+    FetchAhead(blue, z / 2);
   }
 }
 
@@ -542,6 +1077,16 @@ void FifteenPortable(const int16_t* a, const int16_t* b, const int16_t* c, const
 }
 
 }  // namespace
+
+int32_t WideningQuotient(uint16_t y, int32_t divisor) {
+  return static_cast<int32_t>((y * QuotientMultiplier(divisor)) >> (16 + QuotientShift(divisor)));
+}
+
+int32_t WideningSignedQuotient(int16_t x, int32_t divisor) {
+  // The shifts of the product are arithmetic (floors), as in the lanes.
+  const int32_t product = x * SignedQuotientMultiplier(divisor);
+  return (product >> (16 + SignedQuotientShift(divisor))) + (x < 0 ? 1 : 0);
+}
 
 int32_t WideningDivide(int32_t x, int32_t divisor) {
   // The vector forms' steps on one value: the float product, truncated.

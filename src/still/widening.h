@@ -78,4 +78,15 @@ void MixGrey(const int32_t* red, const int32_t* green, const int32_t* blue, int 
 // For the tests.
 int32_t WideningDivide(int32_t x, int32_t divisor);
 
+// floor(y / divisor) of a 16-bit y as the 16-bit vector forms form it (the
+// high half of a product, see widening.cpp), for divisor 3, 5, 7, 15 or 45;
+// equal to the integer quotient for every y (y <= 43690 for divisor 7).
+// For the tests.
+int32_t WideningQuotient(uint16_t y, int32_t divisor);
+// x / divisor truncated toward zero of a signed 16-bit x as the mixed
+// 640-wide vector form forms it (see widening.cpp), for divisor 3, 5 or 7;
+// equal to x / divisor for |x| < 32768 (3) or |x| < 43690 (5, 7), so for
+// every 16-bit x. For the tests.
+int32_t WideningSignedQuotient(int16_t x, int32_t divisor);
+
 }  // namespace vobrex
