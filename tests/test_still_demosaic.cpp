@@ -139,8 +139,15 @@ TEST(DemosaicStill, StepsFromFieldLinesFillTheRowsOfTheSplit) {
           if (row[x] != At(full, p, y, x)) return false;
         return true;
       };
+      // The line of row y: field y % 2, line y / 2.
+      auto line = [raw](int y) {
+        return raw->data() + (y % 2) * 256 * kStillSide + y / 2 * kStillSide;
+      };
+      GreenSiteRows sites;  // the rows in order, as a stream takes them
       for (int y = 3; y <= 508; ++y) {
         const int16_t* green = full.data() + PlaneIndex(G, y, 0);
+        FillGreenRowFromSites(sites, line(y - 1), line(y), line(y + 1), row.data(), y);
+        EXPECT_TRUE(same(G, y)) << "green from gathered sites " << y;
         FillGreenRowFromLines(raw->data(), row.data(), y);
         EXPECT_TRUE(same(G, y)) << "green " << y;
         if (y % 2 == 1) {

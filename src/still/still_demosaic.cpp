@@ -294,7 +294,86 @@ VOBREX_TARGET_AVX512 void GreenRowAvx512(int16_t* row, const int16_t* here, cons
   }
 }
 
+// The same from the rows' green sites gathered beforehand (GreenSiteRows):
+// the left and right neighbours of site k are gathered sites k and k + 1
+// of the row (k - 1 and k on an odd row), the upper and lower ones site k
+// of the rows above and below, each a plain load. The row's own values for
+// the stores still come from `here`; a step reads no value another step
+// stores.
+VOBREX_TARGET_AVX512 void GreenRowFromSitesAvx512(int16_t* row, const int16_t* here,
+                                                  const int16_t* above, const int16_t* own,
+                                                  const int16_t* below, bool evenRow) {
+  const __m512i spreadFirst = _mm512_loadu_si512(kGreenLanes.spreadFirst);
+  const __m512i spreadLast = _mm512_loadu_si512(kGreenLanes.spreadLast);
+  const __mmask32 sites = evenRow ? 0xAAAAAAAAu : 0x55555555u;
+  const int beside = evenRow ? 1 : -1;
+  for (int step = 0; step < 8; ++step) {
+    const int k = 32 * step;
+    const __m512i mine = _mm512_load_si512(own + k);
+    const __m512i next = _mm512_loadu_si512(own + k + beside);
+    const __m512i up = _mm512_load_si512(above + k);
+    const __m512i down = _mm512_load_si512(below + k);
+    __m512i e =
+        evenRow ? GreenEstimate32(mine, next, up, down) : GreenEstimate32(next, mine, up, down);
+    // The edge column (511 of an even row, 0 of an odd one) takes the mean
+    // of the green above and below it.
+    if (evenRow && step == 7) e = _mm512_mask_blend_epi16(0x80000000u, e, FloorMean(up, down));
+    if (!evenRow && step == 0) e = _mm512_mask_blend_epi16(0x1u, e, FloorMean(up, down));
+    const int column = 2 * k;
+    const __m512i first = _mm512_loadu_si512(here + column);
+    const __m512i last = _mm512_loadu_si512(here + column + 32);
+    _mm512_storeu_si512(row + column, _mm512_mask_blend_epi16(
+                                          sites, first, _mm512_permutexvar_epi16(spreadFirst, e)));
+    _mm512_storeu_si512(
+        row + column + 32,
+        _mm512_mask_blend_epi16(sites, last, _mm512_permutexvar_epi16(spreadLast, e)));
+  }
+}
+
+// The values of `line` at the columns of one parity, 32 at a time.
+VOBREX_TARGET_AVX512 void GatherGreenSitesAvx512(const int16_t* line, bool evenColumns,
+                                                 int16_t* sites) {
+  const __m512i lanes = _mm512_loadu_si512(evenColumns ? kGreenLanes.even : kGreenLanes.odd);
+  for (int c = 0; c < kSide; c += 64) {
+    _mm512_store_si512(sites + c / 2, _mm512_permutex2var_epi16(_mm512_loadu_si512(line + c), lanes,
+                                                                _mm512_loadu_si512(line + c + 32)));
+  }
+}
+
 #endif
+
+const int16_t* GreenSiteRows::Sites(const int16_t* line, int y) {
+  const int slot = y % kRows;
+  int16_t* sites = values_[slot] + kMargin;
+  if (row_[slot] != y) {
+    // Green lies at the even columns of an even row, the odd ones of an odd row.
+    const bool evenColumns = y % 2 == 0;
+#if defined(VOBREX_X86_SIMD)
+    if (ActiveSimdLevel() == SimdLevel::kAvx512) {
+      GatherGreenSitesAvx512(line, evenColumns, sites);
+      row_[slot] = y;
+      return sites;
+    }
+#endif
+    for (int k = 0; k < 256; ++k) sites[k] = line[2 * k + (evenColumns ? 0 : 1)];
+    row_[slot] = y;
+  }
+  return sites;
+}
+
+void FillGreenRowFromSites(GreenSiteRows& sites, const int16_t* above, const int16_t* here,
+                           const int16_t* below, int16_t* row, int y) {
+#if defined(VOBREX_X86_SIMD)
+  if (ActiveSimdLevel() == SimdLevel::kAvx512) {
+    const int16_t* up = sites.Sites(above, y - 1);
+    const int16_t* own = sites.Sites(here, y);
+    const int16_t* down = sites.Sites(below, y + 1);
+    return GreenRowFromSitesAvx512(row, here, up, own, down, y % 2 == 0);
+  }
+#endif
+  static_cast<void>(sites);
+  FillGreenRowBetweenLines(above, here, below, row, y);
+}
 
 void FillGreenRow(int16_t* row, int y) {
   const bool evenRow = y % 2 == 0;
@@ -477,7 +556,7 @@ void FillGreenRowBetweenLines(const int16_t* above, const int16_t* here, const i
     return GreenRowAvx512(row, here, above, below, evenRow);
   }
 #endif
-  std::memcpy(row, here, kSide * sizeof(int16_t));
+  if (row != here) std::memcpy(row, here, kSide * sizeof(int16_t));
   const int firstSite = evenRow ? 1 : 2;
   for (int x = firstSite; x <= firstSite + 508; x += 2) {
     row[x] = Store(GreenEstimateOf(here[x - 1], here[x + 1], above[x], below[x]));

@@ -69,6 +69,28 @@ void FillGreenRowBetweenLines(const int16_t* above, const int16_t* here, const i
 void FillRedRowFromItsLine(const int16_t* line, int16_t* red, const int16_t* green, int y);
 void FillBlueRowFromItsLine(const int16_t* line, int16_t* blue, const int16_t* green, int y);
 
+// The green sites of the last few rows a stream of green fills read, each
+// row's 256 gathered once: row y's sites are read by the fills of rows
+// y - 1, y and y + 1. A fresh object knows no rows; rows are told apart
+// by their number alone, so one object serves one frame.
+class GreenSiteRows {
+ public:
+  static constexpr int kRows = 4;
+  static constexpr int kMargin = 32;  // values before and after each run
+  // Row y's green sites (columns of y's parity), from `line` (its 512
+  // values) when not yet gathered.
+  const int16_t* Sites(const int16_t* line, int y);
+
+ private:
+  alignas(64) int16_t values_[kRows][kMargin + 256 + kMargin] = {};
+  int row_[kRows] = {-1, -1, -1, -1};
+};
+// Green of row y (2..509) as FillGreenRowBetweenLines makes it, the sites
+// of the rows read taken through `sites`. `above`, `here` and `below` may
+// be plane rows or field lines; `row` may be `here`.
+void FillGreenRowFromSites(GreenSiteRows& sites, const int16_t* above, const int16_t* here,
+                           const int16_t* below, int16_t* row, int y);
+
 // Green at the red and blue sites.
 void FillGreen(int16_t* planes);
 // Red at the green and blue sites, by colour difference from one red

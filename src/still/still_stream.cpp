@@ -145,6 +145,8 @@ void StreamLines(FieldLines& lines, uint32_t optionV, int16_t* window, StillPict
   // The line of plane row y.
   const auto rowLine = [&lines](int y) { return lines.Line(y % 2, y / 2); };
   int next = 0;  // the next picture row
+  // Each row's green sites are read by the green fills of three rows.
+  GreenSiteRows greenSites;
   for (int r = firstLine; r <= lastLine; ++r) {
     planes.Reach(2 * r + 1);
     lines.Widen(r);
@@ -155,10 +157,12 @@ void StreamLines(FieldLines& lines, uint32_t optionV, int16_t* window, StillPict
     for (int y : {2 * r - 1, 2 * r}) {
       if (y < firstFilled) continue;
       if (fromLines) {
-        FillGreenRowBetweenLines(rowLine(y - 1), rowLine(y), rowLine(y + 1),
-                                 planes.Row(kGreenPlane, y), y);
+        FillGreenRowFromSites(greenSites, rowLine(y - 1), rowLine(y), rowLine(y + 1),
+                              planes.Row(kGreenPlane, y), y);
       } else {
-        FillGreenRow(planes.Row(kGreenPlane, y), y);
+        FillGreenRowFromSites(greenSites, planes.Row(kGreenPlane, y - 1),
+                              planes.Row(kGreenPlane, y), planes.Row(kGreenPlane, y + 1),
+                              planes.Row(kGreenPlane, y), y);
       }
     }
     for (int y : {2 * r - 1, 2 * r - 2}) {
