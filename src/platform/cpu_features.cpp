@@ -30,11 +30,6 @@ SimdLevel FromEnvironment(SimdLevel supported) {
   return static_cast<int>(wanted) < static_cast<int>(supported) ? wanted : supported;
 }
 
-std::atomic<int>& Active() {
-  static std::atomic<int> level{static_cast<int>(FromEnvironment(SupportedSimdLevel()))};
-  return level;
-}
-
 }  // namespace
 
 SimdLevel SupportedSimdLevel() {
@@ -42,14 +37,25 @@ SimdLevel SupportedSimdLevel() {
   return supported;
 }
 
-SimdLevel ActiveSimdLevel() {
-  return static_cast<SimdLevel>(Active().load(std::memory_order_relaxed));
+namespace detail {
+
+constinit std::atomic<int> activeSimdLevel{-1};
+
+// Two threads asking at once both settle on the same level.
+SimdLevel SettleActiveSimdLevel() {
+  const SimdLevel level = FromEnvironment(SupportedSimdLevel());
+  int unset = -1;
+  activeSimdLevel.compare_exchange_strong(unset, static_cast<int>(level),
+                                          std::memory_order_relaxed);
+  return static_cast<SimdLevel>(activeSimdLevel.load(std::memory_order_relaxed));
 }
+
+}  // namespace detail
 
 void SetSimdLevel(SimdLevel level) {
   const int supported = static_cast<int>(SupportedSimdLevel());
   const int wanted = static_cast<int>(level);
-  Active().store(wanted < supported ? wanted : supported, std::memory_order_relaxed);
+  detail::activeSimdLevel.store(wanted < supported ? wanted : supported, std::memory_order_relaxed);
 }
 
 const char* SimdLevelName(SimdLevel level) {
