@@ -159,11 +159,11 @@ TEST(StillKernels, VectorFormsMatchThePortableOnesAtTheExtremes) {
   SetSimdLevel(before);
 }
 
-// The 16-bit lanes serve rows whose samples span at most 1455 (480 wide)
-// or 13106 (640 wide), and mixed 640-wide rows of samples -2048 .. 4192: at
-// and just past each limit, with samples all negative, of both signs and
-// all positive (negative sums that truncate toward zero, the largest biased
-// sums), every uint16 form gives the portable components.
+// The 16-bit lanes serve sums whose samples span at most 1455 (480 wide,
+// judged per source column) or rows spanning 13106 (640 wide), and mixed 640-wide rows of samples
+// -2048 .. 4192: at and just past each limit, with samples all negative, of both signs and all
+// positive (negative sums that truncate toward zero, the largest biased sums), every uint16 form
+// gives the portable components.
 TEST(StillKernels, SixteenBitLanesMatchThePortableAtTheirSpanLimits) {
   if (SupportedSimdLevel() != SimdLevel::kAvx512) GTEST_SKIP() << "no AVX-512";
   const SimdLevel before = ActiveSimdLevel();
@@ -214,6 +214,30 @@ TEST(StillKernels, SixteenBitLanesMatchThePortableAtTheirSpanLimits) {
                                          : low + n % (span + 1));
         }
         EXPECT_EQ(make(SimdLevel::kAvx512), make(SimdLevel::kScalar)) << span << " " << fill;
+      }
+    }
+  }
+  // The 480-wide rows judge the span column by column: samples in a band
+  // 600 wide at the bottom (or top) of the span, and at one column of one
+  // plane a spot at the span's other end, the band's own end in the next
+  // row of the group, so that only the sums reading that column see the
+  // whole span (in one plane: the mixes take the others narrowly). At the
+  // row ends, at the borders of 16 and 32 columns, and at the next row's
+  // first (read with weight 0 only). Spans at the limit, just past it, and far
+  // past it (where sums that missed the spot would wrap).
+  for (int span : {1455, 1456, 4000}) {
+    for (int low : {0, -span / 3, -span}) {
+      for (bool top : {false, true}) {
+        for (int column : {0, 1, 14, 15, 16, 31, 32, 33, 255, 479, 480, 495, 496, 510, 511, 512}) {
+          const int base = top ? low + span - 600 : low;
+          for (std::size_t i = 0; i < rows.size(); ++i)
+            rows[i] = int16_t(base + Noise(3, int(i / 13), int(i)) % 601);
+          const int p = column % 3, k = column % 4;
+          rows[(4 * p + k) * 512 + column] = int16_t(top ? low : low + span);
+          rows[(4 * p + (k + 1) % 4) * 512 + column] = int16_t(top ? low + span : low);
+          EXPECT_EQ(make(SimdLevel::kAvx512), make(SimdLevel::kScalar))
+              << span << " " << low << " " << top << " " << column;
+        }
       }
     }
   }
@@ -283,22 +307,24 @@ TEST(StillKernels, VectorWideningMatchesThePortableForEveryLength) {
 // A group's three rows made at once, alone or mixed from three planes, and
 // the 640- and 320-wide rows mixed as they are resampled, equal the rows
 // made one by one and mixed afterwards, on rows of extreme samples (the
-// largest sums the divisions see) and of sensor-like ones (which the 16-bit
-// lanes take), on both code paths.
+// largest sums the divisions see), of sensor-like ones (which the 16-bit
+// lanes take) and of sensor-like ones with scattered bright and dark spots
+// (the lanes near a spot take the 32-bit sums), on both code paths.
 TEST(StillKernels, GroupedRowsEqualTheRowsMadeOneByOne) {
   std::vector<int16_t> rows(3 * 4 * 512 + 128);
   const int16_t* plane[3][4];
   for (int p = 0; p < 3; ++p)
     for (int k = 0; k < 4; ++k) plane[p][k] = rows.data() + (4 * p + k) * 512;
   const SimdLevel before = ActiveSimdLevel();
-  for (int run = 0; run < 4; ++run) {
+  for (int run = 0; run < 6; ++run) {
     const SimdLevel level = run % 2 ? SupportedSimdLevel() : SimdLevel::kScalar;
     for (std::size_t i = 0; i < rows.size(); ++i) {
       const int n = Noise(1, int(i / 5), int(i));
-      rows[i] = int16_t(run >= 2     ? n % 1200 - 400
-                        : n % 3 == 0 ? -32768
-                        : n % 3 == 1 ? 32767
-                                     : n * 37);
+      rows[i] = int16_t(run >= 4 && n % 89 == 0 ? (n % 2 ? 9000 : -5000)
+                        : run >= 2              ? n % 1200 - 400
+                        : n % 3 == 0            ? -32768
+                        : n % 3 == 1            ? 32767
+                                                : n * 37);
     }
     SetSimdLevel(level);
     std::vector<int32_t> value[3][3];  // [plane][kind], one by one

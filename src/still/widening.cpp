@@ -171,7 +171,9 @@ VOBREX_TARGET_AVX512 inline __m512i DivideBy7(__m512i x) { return DivideExactly(
 // resampled sums fit 16-bit lanes. There a vector holds thirty-two values,
 // the weights are 16-bit multiplies and each division is the high half of a
 // product (QuotientOf) instead of three float steps on sixteen values.
-// Groups whose samples span more take the 32-bit forms.
+// Rows whose samples span more take the 32-bit forms: the 640-wide ones
+// judge the span over the rows a picture row reads, the 480-wide ones per
+// source column (see FifteenLaneForm).
 //
 // Why the lanes give the exact values. Let every sample v of the rows read,
 // and 0, satisfy 0 <= v + B <= span for the bias B = max(0, -least sample)
@@ -256,41 +258,6 @@ VOBREX_TARGET_AVX512 inline int NarrowBias(const SampleSpan& span, int limit) {
   return high - low > limit ? -1 : -low;
 }
 
-// The biases of the three planes' values and what their mixes carry: the
-// grey sum 2R + 4G + B of biased values carries 2B_r + 4B_g + B_b, the mean
-// sum B_r + B_g + B_b; adding `offset` (0 .. d - 1) makes that d times
-// `base`, so the sum is again the mix's sum plus d base and the argument
-// above holds with base for B (the result is the mix plus base).
-struct MixBiases {
-  int offset, base;
-};
-
-template <WideningMix kMix>
-constexpr MixBiases MixBiasesOf(int red, int green, int blue) {
-  const int d = kMix == WideningMix::kGrey ? 7 : 3;
-  const int carried = kMix == WideningMix::kGrey ? 2 * red + 4 * green + blue : red + green + blue;
-  const int base = (carried + d - 1) / d;
-  return {d * base - carried, base};
-}
-
-// The mixes of three biased values as MixMean and MixGrey form them, plus
-// the biases' base.
-template <WideningMix kMix, bool kSigned>
-VOBREX_TARGET_AVX512 inline __m512i MixNarrow(__m512i r, __m512i g, __m512i b, MixBiases biases) {
-  const __m512i offset = _mm512_set1_epi16(static_cast<int16_t>(biases.offset));
-  if constexpr (kMix == WideningMix::kGrey) {
-    // 2R + 4G + B as 2 (R + 2G) + B.
-    const __m512i half = _mm512_add_epi16(r, _mm512_add_epi16(g, g));
-    __m512i sum = _mm512_add_epi16(_mm512_add_epi16(half, half), b);
-    if constexpr (kSigned) sum = _mm512_add_epi16(sum, offset);
-    return BiasedQuotient<7, kSigned>(sum, TimesBias(7, biases.base));
-  } else {
-    __m512i sum = _mm512_add_epi16(_mm512_add_epi16(r, g), b);
-    if constexpr (kSigned) sum = _mm512_add_epi16(sum, offset);
-    return BiasedQuotient<3, kSigned>(sum, TimesBias(3, biases.base));
-  }
-}
-
 // The rows of the next picture row or group follow these in the planes
 // (kStillSide samples a row): fetching line `line` of a row 512 samples on
 // while this one is made overlaps its fetch with the arithmetic. A hint
@@ -329,145 +296,12 @@ constexpr FifteenLanes MakeFifteenLanes() {
 
 constexpr FifteenLanes kFifteenLanes = MakeFifteenLanes();
 
-// The three kinds of source columns at .. at + 31 of rows a..d (rows[0..3]),
-// as biased values: kind 0 a[u] (15 - p) + a[u + 1] p, kind 1 with c + 2b
-// in both columns, kind 2 with c + 2d on the left and d + 2c on the right.
-template <bool kSigned>
-VOBREX_TARGET_AVX512 inline void FifteenColumns(const int16_t* const row[4], int at, int bias,
-                                                __m512i kinds[3]) {
-  const __m512i left = _mm512_load_si512(kFifteenLanes.left);
-  const __m512i right = _mm512_load_si512(kFifteenLanes.right);
-  __m512i u[4], v[4];
-  for (int k = 0; k < 4; ++k) {
-    u[k] = _mm512_loadu_si512(row[k] + at);
-    v[k] = _mm512_loadu_si512(row[k] + at + 1);
-  }
-  const __m512i sums[3] = {
-      _mm512_add_epi16(_mm512_mullo_epi16(u[0], left), _mm512_mullo_epi16(v[0], right)),
-      _mm512_add_epi16(
-          _mm512_mullo_epi16(_mm512_add_epi16(u[2], _mm512_add_epi16(u[1], u[1])), left),
-          _mm512_mullo_epi16(_mm512_add_epi16(v[2], _mm512_add_epi16(v[1], v[1])), right)),
-      _mm512_add_epi16(
-          _mm512_mullo_epi16(_mm512_add_epi16(u[2], _mm512_add_epi16(u[3], u[3])), left),
-          _mm512_mullo_epi16(_mm512_add_epi16(v[3], _mm512_add_epi16(v[2], v[2])), right))};
-  if constexpr (kSigned) {
-    const __m512i bias15 = TimesBias(15, bias), bias45 = TimesBias(45, bias);
-    kinds[0] = BiasedQuotient<15, true>(_mm512_add_epi16(sums[0], bias15), bias15);
-    kinds[1] = BiasedQuotient<45, true>(_mm512_add_epi16(sums[1], bias45), bias45);
-    kinds[2] = BiasedQuotient<45, true>(_mm512_add_epi16(sums[2], bias45), bias45);
-  } else {
-    kinds[0] = QuotientOf<15>(sums[0]);
-    kinds[1] = QuotientOf<45>(sums[1]);
-    kinds[2] = QuotientOf<45>(sums[2]);
-  }
-}
-
-// Output vector z of each kind from the biased values of source vectors z
-// and z + 1, less the bias.
-template <bool kSigned>
-VOBREX_TARGET_AVX512 inline void StoreFifteen(const __m512i (&previous)[3],
-                                              const __m512i (&current)[3], int z, int bias,
-                                              uint16_t* const out[3]) {
-  const __m512i index = _mm512_load_si512(kFifteenLanes.index[z]);
-  const __m512i b = _mm512_set1_epi16(static_cast<int16_t>(bias));
-  for (int kind = 0; kind < 3; ++kind) {
-    __m512i v = _mm512_permutex2var_epi8(previous[kind], index, current[kind]);
-    if constexpr (kSigned) v = _mm512_sub_epi16(v, b);
-    _mm512_storeu_si512(out[kind] + 32 * z, v);
-  }
-}
-
 // Line z (and with z = 14 line 15 too) of the next group's four rows.
 VOBREX_TARGET_AVX512 inline void FetchAhead(const int16_t* const row[4], int z) {
   for (int k = 0; k < 4; ++k) {
     FetchNextRow(row[k] + 3 * 512, z);
     if (z == 14) FetchNextRow(row[k] + 3 * 512, 15);
   }
-}
-
-template <bool kSigned>
-VOBREX_TARGET_AVX512 void FifteenRowsNarrow(const int16_t* const row[4], int bias,
-                                            uint16_t* const out[3]) {
-  __m512i previous[3], current[3];
-  FifteenColumns<kSigned>(row, 0, bias, previous);
-  for (int z = 0; z < 15; ++z) {
-    // Source vector 15 reads column 512 (the next row's first) into a lane
-    // that serves no output.
-    FifteenColumns<kSigned>(row, 32 * (z + 1), bias, current);
-    StoreFifteen<kSigned>(previous, current, z, bias, out);
-    FetchAhead(row, z);
-    for (int kind = 0; kind < 3; ++kind) previous[kind] = current[kind];
-  }
-}
-
-// Each plane's values biased by its own bias (bias[0..2]: red, green,
-// blue), mixed.
-template <WideningMix kMix, bool kSigned>
-VOBREX_TARGET_AVX512 inline void FifteenMixedColumns(const int16_t* const red[4],
-                                                     const int16_t* const green[4],
-                                                     const int16_t* const blue[4], int at,
-                                                     const int (&bias)[3], MixBiases biases,
-                                                     __m512i mixed[3]) {
-  __m512i r[3], g[3], b[3];
-  FifteenColumns<kSigned>(red, at, bias[0], r);
-  FifteenColumns<kSigned>(green, at, bias[1], g);
-  FifteenColumns<kSigned>(blue, at, bias[2], b);
-  for (int kind = 0; kind < 3; ++kind)
-    mixed[kind] = MixNarrow<kMix, kSigned>(r[kind], g[kind], b[kind], biases);
-}
-
-template <WideningMix kMix, bool kSigned>
-VOBREX_TARGET_AVX512 void FifteenMixedNarrow(const int16_t* const red[4],
-                                             const int16_t* const green[4],
-                                             const int16_t* const blue[4], const int (&bias)[3],
-                                             uint16_t* const out[3]) {
-  const MixBiases biases = MixBiasesOf<kMix>(bias[0], bias[1], bias[2]);
-  __m512i previous[3], current[3];
-  FifteenMixedColumns<kMix, kSigned>(red, green, blue, 0, bias, biases, previous);
-  for (int z = 0; z < 15; ++z) {
-    FifteenMixedColumns<kMix, kSigned>(red, green, blue, 32 * (z + 1), bias, biases, current);
-    StoreFifteen<kSigned>(previous, current, z, biases.base, out);
-    FetchAhead(red, z);
-    FetchAhead(green, z);
-    FetchAhead(blue, z);
-    for (int kind = 0; kind < 3; ++kind) previous[kind] = current[kind];
-  }
-}
-
-// The bias of a group's four rows of one plane (columns 0..511 are all the
-// sums read), or -1.
-VOBREX_TARGET_AVX512 inline int FifteenBias(const int16_t* const row[4]) {
-  SampleSpan span = EmptySpan();
-  for (int k = 0; k < 4; ++k) AddSamples(span, row[k], 512);
-  return NarrowBias(span, kFifteenNarrowSpan);
-}
-
-VOBREX_TARGET_AVX512 bool FifteenRowsNarrowly(const int16_t* const row[4], uint16_t* const out[3]) {
-  const int bias = FifteenBias(row);
-  if (bias < 0) return false;
-  if (bias > 0) {
-    FifteenRowsNarrow<true>(row, bias, out);
-  } else {
-    FifteenRowsNarrow<false>(row, 0, out);
-  }
-  return true;
-}
-
-// Each plane takes its own bias: a group whose planes each span little
-// takes the 16-bit lanes even when they lie far apart.
-template <WideningMix kMix>
-VOBREX_TARGET_AVX512 bool FifteenMixedNarrowly(const int16_t* const red[4],
-                                               const int16_t* const green[4],
-                                               const int16_t* const blue[4],
-                                               uint16_t* const out[3]) {
-  const int bias[3] = {FifteenBias(red), FifteenBias(green), FifteenBias(blue)};
-  if (bias[0] < 0 || bias[1] < 0 || bias[2] < 0) return false;
-  if (bias[0] > 0 || bias[1] > 0 || bias[2] > 0) {
-    FifteenMixedNarrow<kMix, true>(red, green, blue, bias, out);
-  } else {
-    FifteenMixedNarrow<kMix, false>(red, green, blue, bias, out);
-  }
-  return true;
 }
 
 // Four to five in 16-bit lanes: output pixel 5k + j takes samples 4k + a_j
@@ -991,12 +825,271 @@ VOBREX_TARGET_AVX512 inline void FifteenKinds(const int16_t* const row[4], int z
       kReciprocal45);
 }
 
-// The three picture rows of one group at once, the lane table loaded once
+// ---- Sixteen to fifteen, narrow where the samples are ----
+// A bright spot widens the span of the whole row group, yet the sums of a
+// source column read only its own column and the next. So the span is
+// judged per source vector and within it per lane: lane u of the source
+// vector at 32s (s = 0..15) reads columns u and u + 1 of rows a..d with
+// weights summing to 15 or 45, and takes its own bias B_u from the least
+// of those eight samples. The argument of the 16-bit lanes above holds
+// lane by lane with B_u for B: when those samples and 0 span at most
+// kFifteenNarrowSpan, the lane's biased quotient less B_u is its value.
+// Lanes u % 16 = 15 weigh both columns 0 and serve no output (the last
+// one's right column is the next row's first): they are left out of the
+// check, and whatever they hold is dropped by the permute. A source
+// vector with a lane past the limit takes the 32-bit sums and the float
+// division (DivideExactly) for all its lanes. Either way each source
+// vector ends as the values themselves (16-bit, in the samples' range),
+// so the output vectors mix vectors of either form freely.
+
+// Columns at .. at + 31 (u) and at + 1 .. at + 32 (v) of rows a..d.
+struct FifteenSource {
+  __m512i u[4], v[4];
+};
+
+VOBREX_TARGET_AVX512 inline FifteenSource LoadFifteenSource(const int16_t* const row[4], int at) {
+  FifteenSource s;
+  for (int k = 0; k < 4; ++k) {
+    s.u[k] = _mm512_loadu_si512(row[k] + at);
+    s.v[k] = _mm512_loadu_si512(row[k] + at + 1);
+  }
+  return s;
+}
+
+// The lanes that serve an output column (u % 16 != 15).
+constexpr __mmask32 kServingLanes = 0x7FFF7FFF;
+
+enum class LaneForm { kUnsigned, kBiased, kWide };
+
+// How a source vector's lanes take its sums, and the lanes' biases for
+// kBiased. The serving lanes read columns at .. at + 31 (lane 14's right
+// column is 15, lane 30's 31), the columns of u: when all of them lie in
+// 0 .. kFifteenNarrowSpan (as unsigned values, the negative ones lie far
+// above), every lane takes B_u = 0, judged without its neighbours.
+VOBREX_TARGET_AVX512 inline LaneForm FifteenLaneForm(const FifteenSource& s, __m512i& bias) {
+  const __m512i limit = _mm512_set1_epi16(kFifteenNarrowSpan);
+  const __m512i top =
+      _mm512_max_epu16(_mm512_max_epu16(s.u[0], s.u[1]), _mm512_max_epu16(s.u[2], s.u[3]));
+  if (_mm512_cmpgt_epu16_mask(top, limit) == 0) return LaneForm::kUnsigned;
+  __m512i least = _mm512_min_epi16(s.u[0], s.v[0]), greatest = _mm512_max_epi16(s.u[0], s.v[0]);
+  for (int k = 1; k < 4; ++k) {
+    least = _mm512_min_epi16(least, _mm512_min_epi16(s.u[k], s.v[k]));
+    greatest = _mm512_max_epi16(greatest, _mm512_max_epi16(s.u[k], s.v[k]));
+  }
+  const __m512i zero = _mm512_setzero_si512();
+  greatest = _mm512_max_epi16(greatest, zero);
+  if ((_mm512_movepi16_mask(least) & kServingLanes) == 0) {
+    return (_mm512_cmpgt_epu16_mask(greatest, limit) & kServingLanes) == 0 ? LaneForm::kUnsigned
+                                                                           : LaneForm::kWide;
+  }
+  // 0 - least and greatest - least as unsigned 16-bit values (no wrap:
+  // least <= 0 <= greatest).
+  bias = _mm512_sub_epi16(zero, _mm512_min_epi16(least, zero));
+  const __m512i span = _mm512_add_epi16(greatest, bias);
+  return (_mm512_cmpgt_epu16_mask(span, limit) & kServingLanes) == 0 ? LaneForm::kBiased
+                                                                     : LaneForm::kWide;
+}
+
+// The three kinds' sums of a source vector in 16-bit lanes (wrapping): kind
+// 0 a[u] (15 - p) + a[u + 1] p, kind 1 with c + 2b in both columns, kind 2
+// with c + 2d on the left and d + 2c on the right.
+VOBREX_TARGET_AVX512 inline void FifteenSums(const FifteenSource& s, __m512i sums[3]) {
+  const __m512i left = _mm512_load_si512(kFifteenLanes.left);
+  const __m512i right = _mm512_load_si512(kFifteenLanes.right);
+  const __m512i(&u)[4] = s.u, (&v)[4] = s.v;
+  sums[0] = _mm512_add_epi16(_mm512_mullo_epi16(u[0], left), _mm512_mullo_epi16(v[0], right));
+  sums[1] = _mm512_add_epi16(
+      _mm512_mullo_epi16(_mm512_add_epi16(u[2], _mm512_add_epi16(u[1], u[1])), left),
+      _mm512_mullo_epi16(_mm512_add_epi16(v[2], _mm512_add_epi16(v[1], v[1])), right));
+  sums[2] = _mm512_add_epi16(
+      _mm512_mullo_epi16(_mm512_add_epi16(u[2], _mm512_add_epi16(u[3], u[3])), left),
+      _mm512_mullo_epi16(_mm512_add_epi16(v[3], _mm512_add_epi16(v[2], v[2])), right));
+}
+
+VOBREX_TARGET_AVX512 inline void UnsignedKinds(const FifteenSource& s, __m512i kinds[3]) {
+  __m512i sums[3];
+  FifteenSums(s, sums);
+  kinds[0] = QuotientOf<15>(sums[0]);
+  kinds[1] = QuotientOf<45>(sums[1]);
+  kinds[2] = QuotientOf<45>(sums[2]);
+}
+
+// Each lane's sums plus d B_u, divided, less B_u.
+VOBREX_TARGET_AVX512 inline void BiasedKinds(const FifteenSource& s, __m512i bias,
+                                             __m512i kinds[3]) {
+  __m512i sums[3];
+  FifteenSums(s, sums);
+  const __m512i bias15 = _mm512_mullo_epi16(bias, _mm512_set1_epi16(15));
+  const __m512i bias45 = _mm512_mullo_epi16(bias, _mm512_set1_epi16(45));
+  kinds[0] =
+      _mm512_sub_epi16(BiasedQuotient<15, true>(_mm512_add_epi16(sums[0], bias15), bias15), bias);
+  kinds[1] =
+      _mm512_sub_epi16(BiasedQuotient<45, true>(_mm512_add_epi16(sums[1], bias45), bias45), bias);
+  kinds[2] =
+      _mm512_sub_epi16(BiasedQuotient<45, true>(_mm512_add_epi16(sums[2], bias45), bias45), bias);
+}
+
+// The 32-bit values of half `half` of a source vector's lanes (0: the
+// first four of each 128-bit block, 1: the next four, as the unpacks pair
+// them; a saturating pack of the two restores the lane order, and as the
+// values are truncated means of 16-bit samples it never saturates): the
+// pairs (u, v) of each row weighted by madd, the same integers as the
+// scalar sums, divided as FifteenVector divides.
+VOBREX_TARGET_AVX512 inline __m512i PairLanes(__m512i x, __m512i y, int half) {
+  return half == 0 ? _mm512_unpacklo_epi16(x, y) : _mm512_unpackhi_epi16(x, y);
+}
+
+VOBREX_TARGET_AVX512 inline void WideKinds(const FifteenSource& s, int half, __m512i kinds[3]) {
+  const __m512i left = _mm512_load_si512(kFifteenLanes.left);
+  const __m512i right = _mm512_load_si512(kFifteenLanes.right);
+  const __m512i twiceLeft = _mm512_add_epi16(left, left),
+                twiceRight = _mm512_add_epi16(right, right);
+  const __m512i once = PairLanes(left, right, half), twice = PairLanes(twiceLeft, twiceRight, half);
+  const __m512i c = PairLanes(s.u[2], s.v[2], half);
+  kinds[0] = DivideExactly(_mm512_madd_epi16(PairLanes(s.u[0], s.v[0], half), once), kReciprocal15);
+  kinds[1] =
+      DivideExactly(_mm512_add_epi32(_mm512_madd_epi16(c, once),
+                                     _mm512_madd_epi16(PairLanes(s.u[1], s.v[1], half), twice)),
+                    kReciprocal45);
+  kinds[2] = DivideExactly(_mm512_add_epi32(_mm512_madd_epi16(c, PairLanes(left, twiceRight, half)),
+                                            _mm512_madd_epi16(PairLanes(s.u[3], s.v[3], half),
+                                                              PairLanes(twiceLeft, right, half))),
+                           kReciprocal45);
+}
+
+VOBREX_TARGET_AVX512 inline void WideKinds(const FifteenSource& s, __m512i kinds[3]) {
+  __m512i low[3], high[3];
+  WideKinds(s, 0, low);
+  WideKinds(s, 1, high);
+  for (int kind = 0; kind < 3; ++kind) kinds[kind] = _mm512_packs_epi32(low[kind], high[kind]);
+}
+
+// The values of the three kinds of the source vector at `at`.
+VOBREX_TARGET_AVX512 inline void LocalKinds(const int16_t* const row[4], int at, __m512i kinds[3]) {
+  const FifteenSource s = LoadFifteenSource(row, at);
+  __m512i bias;
+  switch (FifteenLaneForm(s, bias)) {
+    case LaneForm::kUnsigned: return UnsignedKinds(s, kinds);
+    case LaneForm::kBiased: return BiasedKinds(s, bias, kinds);
+    default: return WideKinds(s, kinds);
+  }
+}
+
+// Output vector z of each kind from the values of source vectors z and
+// z + 1.
+VOBREX_TARGET_AVX512 inline void StoreLocal(const __m512i (&previous)[3],
+                                            const __m512i (&current)[3], int z,
+                                            uint16_t* const out[3]) {
+  const __m512i index = _mm512_load_si512(kFifteenLanes.index[z]);
+  for (int kind = 0; kind < 3; ++kind) {
+    _mm512_storeu_si512(out[kind] + 32 * z,
+                        _mm512_permutex2var_epi8(previous[kind], index, current[kind]));
+  }
+}
+
+VOBREX_TARGET_AVX512 void FifteenRowsLocally(const int16_t* const row[4], uint16_t* const out[3]) {
+  __m512i previous[3], current[3];
+  LocalKinds(row, 0, previous);
+  for (int z = 0; z < 15; ++z) {
+    LocalKinds(row, 32 * (z + 1), current);
+    StoreLocal(previous, current, z, out);
+    FetchAhead(row, z);
+    for (int kind = 0; kind < 3; ++kind) previous[kind] = current[kind];
+  }
+}
+
+// The mixes of three planes' values (16-bit, each within -1455 .. 1455 as
+// its lane's samples and 0 span at most kFifteenNarrowSpan): the sums 2R +
+// 4G + B and R + G + B lie within +-10185 and +-4365, exact in 16-bit
+// lanes, and SignedQuotientOf truncates them toward zero as MixGrey and
+// MixMean do. Values of lanes without negative samples are not negative:
+// there QuotientOf serves (the sums stay below 43690).
+template <WideningMix kMix, bool kSigned>
+VOBREX_TARGET_AVX512 inline __m512i MixLocal(__m512i r, __m512i g, __m512i b) {
+  constexpr int kDivisor = kMix == WideningMix::kGrey ? 7 : 3;
+  __m512i sum;
+  if constexpr (kMix == WideningMix::kGrey) {
+    const __m512i half = _mm512_add_epi16(r, _mm512_add_epi16(g, g));
+    sum = _mm512_add_epi16(_mm512_add_epi16(half, half), b);
+  } else {
+    sum = _mm512_add_epi16(_mm512_add_epi16(r, g), b);
+  }
+  if constexpr (kSigned) return SignedQuotientOf<kDivisor>(sum);
+  return QuotientOf<kDivisor>(sum);
+}
+
+VOBREX_TARGET_AVX512 inline void NarrowKinds(const FifteenSource& s, LaneForm form, __m512i bias,
+                                             __m512i kinds[3]) {
+  if (form == LaneForm::kUnsigned) return UnsignedKinds(s, kinds);
+  BiasedKinds(s, bias, kinds);
+}
+
+// The mixed values of the source vector at `at`: where a plane's lanes
+// span past the limit, all three planes take the 32-bit sums and the mix
+// as MixValues forms it.
+template <WideningMix kMix>
+VOBREX_TARGET_AVX512 inline void LocalMixedKinds(const int16_t* const red[4],
+                                                 const int16_t* const green[4],
+                                                 const int16_t* const blue[4], int at,
+                                                 __m512i mixed[3]) {
+  const FifteenSource s[3] = {LoadFifteenSource(red, at), LoadFifteenSource(green, at),
+                              LoadFifteenSource(blue, at)};
+  __m512i bias[3];
+  const LaneForm form[3] = {FifteenLaneForm(s[0], bias[0]), FifteenLaneForm(s[1], bias[1]),
+                            FifteenLaneForm(s[2], bias[2])};
+  if (form[0] != LaneForm::kWide && form[1] != LaneForm::kWide && form[2] != LaneForm::kWide) {
+    __m512i r[3], g[3], b[3];
+    NarrowKinds(s[0], form[0], bias[0], r);
+    NarrowKinds(s[1], form[1], bias[1], g);
+    NarrowKinds(s[2], form[2], bias[2], b);
+    const bool unsigned3 = form[0] == LaneForm::kUnsigned && form[1] == LaneForm::kUnsigned &&
+                           form[2] == LaneForm::kUnsigned;
+    for (int kind = 0; kind < 3; ++kind) {
+      mixed[kind] = unsigned3 ? MixLocal<kMix, false>(r[kind], g[kind], b[kind])
+                              : MixLocal<kMix, true>(r[kind], g[kind], b[kind]);
+    }
+    return;
+  }
+  __m512i halves[2][3];
+  for (int half = 0; half < 2; ++half) {
+    __m512i r[3], g[3], b[3];
+    WideKinds(s[0], half, r);
+    WideKinds(s[1], half, g);
+    WideKinds(s[2], half, b);
+    for (int kind = 0; kind < 3; ++kind)
+      halves[half][kind] = MixValues<kMix>(r[kind], g[kind], b[kind]);
+  }
+  for (int kind = 0; kind < 3; ++kind)
+    mixed[kind] = _mm512_packs_epi32(halves[0][kind], halves[1][kind]);
+}
+
+// The mixed rows of a group straight from the three planes' rows: the
+// resampled values of each plane stay in registers, and the mix takes them
+// as MixMean and MixGrey take them from memory.
+template <WideningMix kMix>
+VOBREX_TARGET_AVX512 void FifteenMixedAvx512(const int16_t* const red[4],
+                                             const int16_t* const green[4],
+                                             const int16_t* const blue[4], uint16_t* const out[3]) {
+  __m512i previous[3], current[3];
+  LocalMixedKinds<kMix>(red, green, blue, 0, previous);
+  for (int z = 0; z < 15; ++z) {
+    LocalMixedKinds<kMix>(red, green, blue, 32 * (z + 1), current);
+    StoreLocal(previous, current, z, out);
+    FetchAhead(red, z);
+    FetchAhead(green, z);
+    FetchAhead(blue, z);
+    for (int kind = 0; kind < 3; ++kind) previous[kind] = current[kind];
+  }
+}
+
+// The three picture rows of one group at once: as components in lanes
+// sized where the samples are, as values with the lane table loaded once
 // for all three.
 template <class Out>
 VOBREX_TARGET_AVX512 void FifteenRowsAvx512(const int16_t* const row[4], Out* const out[3]) {
   if constexpr (std::is_same_v<Out, uint16_t>) {
-    if (FifteenRowsNarrowly(row, out)) return;
+    FifteenRowsLocally(row, out);
+    return;
   }
   for (int z = 0; z < 30; z += 2) {
     __m512i value[2][3];
@@ -1007,35 +1100,6 @@ VOBREX_TARGET_AVX512 void FifteenRowsAvx512(const int16_t* const row[4], Out* co
       StorePair(out[kind] + 16 * z, value[0][kind], value[1][kind]);
     }
     FetchAhead(row, z / 2);
-  }
-}
-
-// The mixed rows of a group straight from the three planes' rows: the
-// resampled values of each plane stay in registers, and the mix takes them
-// as MeanAvx512 and GreyAvx512 take them from memory.
-template <WideningMix kMix>
-VOBREX_TARGET_AVX512 void FifteenMixedAvx512(const int16_t* const red[4],
-                                             const int16_t* const green[4],
-                                             const int16_t* const blue[4], uint16_t* const out[3]) {
-  if (FifteenMixedNarrowly<kMix>(red, green, blue, out)) return;
-  for (int z = 0; z < 30; z += 2) {
-    __m512i mixed[2][3];
-    for (int half = 0; half < 2; ++half) {
-      const __m512i index = _mm512_loadu_si512(kFifteenths.index[z + half]);
-      __m512i r[3], g[3], b[3];
-      FifteenKinds(red, z + half, index, r);
-      FifteenKinds(green, z + half, index, g);
-      FifteenKinds(blue, z + half, index, b);
-      for (int kind = 0; kind < 3; ++kind) {
-        mixed[half][kind] = MixValues<kMix>(r[kind], g[kind], b[kind]);
-      }
-    }
-    for (int kind = 0; kind < 3; ++kind) {
-      StorePair(out[kind] + 16 * z, mixed[0][kind], mixed[1][kind]);
-    }
-    FetchAhead(red, z / 2);
-    FetchAhead(green, z / 2);
-    FetchAhead(blue, z / 2);
   }
 }
 
