@@ -135,6 +135,34 @@ TEST_F(ResampleTest, NarrowWidthsOnTheVectorPathEqualThePortableBuffer) {
   }
 }
 
+// Sites only at and next to the ends of the 16-bit range and at zero, so
+// that the colour lines' quotients reach -32768 and 32767 (all the values
+// 16-bit lanes can keep) and are negative and odd in places: every width
+// the tests use, with its end anywhere in a step of 160 pixels.
+TEST_F(ResampleTest, QuotientsAtTheEndsOfTheRangeEqualThePortableBuffer) {
+  std::mt19937 random(11);
+  const int16_t ends[] = {-32768, -32767, -1, 0, 1, 32766, 32767};
+  for (int plane = 0; plane < 3; ++plane) {
+    Fill(plane, [&](int row, int col) {
+      return (row / 3 + col / 7) % 4 == 0 ? ends[(row + col) % 2] : ends[random() % 7];
+    });
+  }
+  for (int member : {0, 2}) {
+    for (int width : {5, 20, 35, 60, 70, 85, 155, 240, kWidths[member]}) {
+      const int height = kHeights[member];
+      std::vector<uint16_t> want(size_t(width) * height * 3, 0xABCD);
+      ASSERT_TRUE(ResampleFits(kMembers[member], width, height, 1, uint32_t(want.size())));
+      SetSimdLevel(SimdLevel::kScalar);
+      Resample(grid_, kMembers[member], width, height, 1, want.data());
+      SetSimdLevel(SupportedSimdLevel());
+      std::vector<uint16_t> got(want.size(), 0xABCD);
+      StillArray rows(got.data());
+      ResampleRows(grid_, kMembers[member], width, height, 1, rows);
+      EXPECT_TRUE(got == want) << member << " " << width;
+    }
+  }
+}
+
 // A smooth scene at any size, as the sensor's 1012 x 960 view: gradients and
 // waves of 250 to 750 pixels, inside 30..225.
 mosaic::Image Scene(int width, int height) {

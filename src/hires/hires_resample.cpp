@@ -388,8 +388,8 @@ VOBREX_TARGET_AVX512 inline __m512i HalveTowardZero(__m512i x) {
 // weight 0.
 struct SixToFive {
   int firstGroup[5];
-  uint16_t index[3][5][32];  // [along, rows 1/2, rows 4/5][z]
-  int16_t weight[3][5][32];
+  alignas(64) uint16_t index[3][5][32];  // [along, rows 1/2, rows 4/5][z]
+  alignas(64) int16_t weight[3][5][32];
 };
 
 constexpr SixToFive MakeSixToFive() {
@@ -433,16 +433,22 @@ constexpr SixToFive MakeSixToFive() {
 
 constexpr SixToFive kSixToFive = MakeSixToFive();
 
-// Sixteen values from the output position `first` on: int32 lines hold
-// whole vectors; 16-bit component lines end at the width.
+// The rows along the grid take both sites of every pair from its first row.
+constexpr bool AlongIndicesInFirstRow() {
+  for (int z = 0; z < 5; ++z) {
+    for (int i = 0; i < 32; ++i) {
+      if (kSixToFive.index[0][z][i] >= 32) return false;
+    }
+  }
+  return true;
+}
+static_assert(AlongIndicesInFirstRow());
+
+// Sixteen values from the output position `first` on: the int32 lines
+// hold whole vectors past the width. (16-bit component lines take two
+// vectors at a time, see StoreStep.)
 VOBREX_TARGET_AVX512 inline void StoreValues(int32_t* o, int first, int, __m512i v) {
   _mm512_storeu_si512(o + first, v);
-}
-
-VOBREX_TARGET_AVX512 inline void StoreValues(uint16_t* o, int first, int width, __m512i v) {
-  const int left = width - first;
-  const __mmask16 lanes = left >= 16 ? __mmask16(0xFFFF) : __mmask16((1u << left) - 1);
-  _mm256_mask_storeu_epi16(o + first, lanes, _mm512_cvtepi32_epi16(v));
 }
 
 // One plane's values of output row y (4q + phase) of 848 x 640, sixteen at
@@ -471,6 +477,81 @@ VOBREX_TARGET_AVX512 void Line848Avx512(const int16_t* plane, int y, int width, 
       const __m512i sums = _mm512_madd_epi16(pairs, weight[z]);
       StoreValues(o, first, width, kind == 0 ? DivideByFive(sums) : HalveTowardZero(sums));
     }
+  }
+}
+
+// Two vectors of sixteen 32-bit values, each in -32768 .. 32767, as
+// thirty-two 16-bit ones in order: the signed pack keeps every value and
+// interleaves the vectors by 128-bit quarters, which the 64-bit permute
+// puts back.
+VOBREX_TARGET_AVX512 inline __m512i PackInOrder(__m512i low, __m512i high) {
+  return _mm512_permutexvar_epi64(_mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7),
+                                  _mm512_packs_epi32(low, high));
+}
+
+// The ten vectors of sixteen values of a step of 160 pixels, packed two by
+// two, as the components from `o` on; `left` pixels remain in the row
+// (the vectors wholly past it are not stored).
+VOBREX_TARGET_AVX512 inline void StoreStep(uint16_t* o, int left, const __m512i (&values)[10]) {
+  for (int v = 0; v < 10 && 16 * v < left; v += 2) {
+    const __m512i packed = PackInOrder(values[v], values[v + 1]);
+    if (16 * v + 32 <= left) {
+      _mm512_storeu_si512(o + 16 * v, packed);
+    } else {
+      _mm512_mask_storeu_epi16(o + 16 * v, (__mmask32(1) << (left - 16 * v)) - 1, packed);
+    }
+  }
+}
+
+// Line848Avx512 for 16-bit component lines: the same sixteen 32-bit
+// values a vector (the same sites read, the same exact divisions), but a
+// step of 160 pixels at a time so that its ten vectors go out two by two,
+// one pack, one permute and one store for thirty-two pixels in place of
+// two narrowing moves and two masked stores. A value is a truncated mean
+// of sites with weights of one sign, so it lies between the least and the
+// greatest of them, within -32768 .. 32767: the signed pack keeps it.
+// The rows along the grid (kAlong) gather from their one row with a
+// single-source permute.
+template <bool kAlong>
+VOBREX_TARGET_AVX512 void Line848PackedRow(const int16_t* a, const int16_t* b, int kind, int width,
+                                           uint16_t* o) {
+  __m512i index[5], weight[5];
+  for (int z = 0; z < 5; ++z) {
+    index[z] = _mm512_loadu_si512(kSixToFive.index[kind][z]);
+    weight[z] = _mm512_loadu_si512(kSixToFive.weight[kind][z]);
+  }
+  __m512i values[10];
+  for (int step = 0; 160 * step < width; ++step, a += 192, b += 192) {
+    const int left = width - 160 * step;
+    for (int v = 0; v < 10; ++v) {
+      // Only the vectors the row holds read the grid.
+      values[v] = _mm512_setzero_si512();
+      if (16 * v >= left) continue;
+      const int z = v % 5, column = 96 * (v / 5) + 6 * kSixToFive.firstGroup[z];
+      const __m512i window = _mm512_loadu_si512(a + column);
+      if constexpr (kAlong) {
+        // Both sites in the one grid row: indices below 32.
+        const __m512i pairs = _mm512_permutexvar_epi16(index[z], window);
+        values[v] = DivideByFive(_mm512_madd_epi16(pairs, weight[z]));
+      } else {
+        const __m512i pairs =
+            _mm512_permutex2var_epi16(window, index[z], _mm512_loadu_si512(b + column));
+        values[v] = HalveTowardZero(_mm512_madd_epi16(pairs, weight[z]));
+      }
+    }
+    StoreStep(o + 160 * step, left, values);
+  }
+}
+
+VOBREX_TARGET_AVX512 void Line848Packed(const int16_t* plane, int y, int width, uint16_t* o) {
+  const int q = y / 4, phase = y % 4;
+  constexpr int kFirstRow[4] = {0, 1, 3, 4};
+  constexpr int kKind[4] = {0, 1, 0, 2};
+  const int16_t* a = plane + WorkGrid::Offset(8 + 6 * q + kFirstRow[phase], 2);
+  if (kKind[phase] == 0) {
+    Line848PackedRow<true>(a, a, 0, width, o);
+  } else {
+    Line848PackedRow<false>(a, a + kRow, kKind[phase], width, o);
   }
 }
 
@@ -520,6 +601,30 @@ VOBREX_TARGET_AVX512 void Line1260Avx512(const int16_t* plane, int y, int width,
       const __m512i sums = _mm512_madd_epi16(_mm512_permutexvar_epi16(index[z], window), weight[z]);
       StoreValues(o, first, width, DivideByFive(sums));
     }
+  }
+}
+
+// Line1260Avx512 for 16-bit component lines, its vectors packed two by two
+// as in Line848Packed (a quotient lies between its two sites).
+VOBREX_TARGET_AVX512 void Line1260Packed(const int16_t* plane, int y, int width, uint16_t* o) {
+  const int16_t* row = plane + WorkGrid::Offset(8 + y, 4);
+  __m512i index[5], weight[5];
+  for (int z = 0; z < 5; ++z) {
+    index[z] = _mm512_loadu_si512(kFourToFive.index[z]);
+    weight[z] = _mm512_loadu_si512(kFourToFive.weight[z]);
+  }
+  __m512i values[10];
+  for (int step = 0; 160 * step < width; ++step, row += 128) {
+    const int left = width - 160 * step;
+    for (int v = 0; v < 10; ++v) {
+      values[v] = _mm512_setzero_si512();
+      if (16 * v >= left) continue;
+      const int z = v % 5;
+      const __m512i window = _mm512_loadu_si512(row + 64 * (v / 5) + 4 * kFourToFive.firstGroup[z]);
+      const __m512i sums = _mm512_madd_epi16(_mm512_permutexvar_epi16(index[z], window), weight[z]);
+      values[v] = DivideByFive(sums);
+    }
+    StoreStep(o + 160 * step, left, values);
   }
 }
 
@@ -680,9 +785,9 @@ void ResampleRowSpan(const WorkGrid& grid, HiresResampler which, int width, int 
     if (!grey) {
       // Colour values go straight to 16-bit component lines.
       void (*colour)(const int16_t*, int, int, uint16_t*) =
-          SizeOf(which) == Size::k1260   ? Line1260Avx512<uint16_t>
+          SizeOf(which) == Size::k1260   ? Line1260Packed
           : SizeOf(which) == Size::k1016 ? Line1016Narrow
-                                         : Line848Avx512<uint16_t>;
+                                         : Line848Packed;
       for (int y = std::max(first, 0); y < std::min(end, height); ++y) {
         const int memoryRow = place.firstRowLast ? height - 1 - y : y;
         if (SizeOf(which) == Size::k1016 && y % 4 == 0) {
