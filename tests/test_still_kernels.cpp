@@ -160,7 +160,8 @@ TEST(StillKernels, VectorFormsMatchThePortableOnesAtTheExtremes) {
 }
 
 // The 16-bit lanes serve sums whose samples span at most 1455 (480 wide,
-// judged per source column) or rows spanning 13106 (640 wide), and mixed 640-wide rows of samples
+// judged per source column) or rows spanning 13106 (640 wide; as signed
+// sums within -6553 .. 6553), and mixed 640-wide rows of samples
 // -2048 .. 4192: at and just past each limit, with samples all negative, of both signs and all
 // positive (negative sums that truncate toward zero, the largest biased sums), every uint16 form
 // gives the portable components.
@@ -192,14 +193,14 @@ TEST(StillKernels, SixteenBitLanesMatchThePortableAtTheirSpanLimits) {
                          wide + 1920);
     return out;
   };
-  for (int limit : {1455, 6240, 13106}) {
+  for (int limit : {1455, 6240, 6553, 6554, 13106}) {
     for (int extra : {0, 1}) {
       const int span = limit + extra;
       // Fill 4: zeros and -1 (sums just below zero, biased by the whole
       // span: the largest sums the lanes adjust), a few -span. Fill 5: the
       // planes' spans far apart (each plane of a 480-wide group takes its
-      // own bias). Fill 6: from -2048.
-      for (int fill = 0; fill < 7; ++fill) {
+      // own bias). Fill 6: from -2048. Fill 7: from -1.
+      for (int fill = 0; fill < 8; ++fill) {
         for (std::size_t i = 0; i < rows.size(); ++i) {
           const int n = Noise(2, int(i / 11), int(i));
           const int plane = int(i / 2048) % 3;
@@ -207,6 +208,7 @@ TEST(StillKernels, SixteenBitLanesMatchThePortableAtTheirSpanLimits) {
                           : fill == 1            ? -span / 3
                           : fill == 5            ? (plane - 2) * span / 2 + (plane == 1)
                           : fill == 6            ? -2048
+                          : fill == 7            ? -1
                                                  : 200 * (fill - 2);
           rows[i] = int16_t(fill == 4    ? (i % 997 == 0 ? low : -(n % 5 == 0))
                             : n % 4 == 0 ? low
@@ -302,6 +304,46 @@ TEST(StillKernels, VectorWideningMatchesThePortableForEveryLength) {
     })) << extreme;
     SetSimdLevel(before);
   }
+}
+
+// The 640-wide 16-bit lanes gather each output vector's samples from one
+// window of the row and judge the row's span from the samples they load:
+// a single sample past the span (above or below) at any place a row takes,
+// in any plane, must send the row to the 32-bit sums. Rows of sensor-like
+// samples (which the lanes take), the spot at every sample of a row of
+// 128 groups, both phase-0 choices, alone and mixed both ways: the vector
+// forms give the portable components.
+TEST(StillKernels, FourToFiveLanesSeeEverySampleTheyTake) {
+  if (SupportedSimdLevel() != SimdLevel::kAvx512) GTEST_SKIP() << "no AVX-512";
+  const SimdLevel before = ActiveSimdLevel();
+  std::vector<int16_t> rows(3 * 512 + 128);
+  for (std::size_t i = 0; i < rows.size(); ++i)
+    rows[i] = int16_t(Noise(4, int(i / 3), int(i)) % 1500 - 500);
+  const int16_t* const plane[3] = {rows.data(), rows.data() + 512, rows.data() + 1024};
+  auto make = [&](SimdLevel level, int p) {
+    SetSimdLevel(level);
+    std::vector<uint16_t> out(4 * 640, 7);
+    WidenFourToFive(plane[p], 128, out.data(), false);
+    WidenFourToFive(plane[p], 128, out.data() + 640, true);
+    WidenFourToFiveMixed(plane[0], plane[1], plane[2], 128, true, WideningMix::kGrey,
+                         out.data() + 1280);
+    WidenFourToFiveMixed(plane[0], plane[1], plane[2], 128, false, WideningMix::kMean,
+                         out.data() + 1920);
+    return out;
+  };
+  for (int spot : {-32768, 32767}) {
+    for (int p = 0; p < 3; ++p) {
+      for (int at = 0; at <= 512; ++at) {
+        int16_t& sample = rows[std::size_t(512 * p + at)];
+        const int16_t kept = sample;
+        sample = int16_t(spot);
+        EXPECT_EQ(make(SimdLevel::kAvx512, p), make(SimdLevel::kScalar, p))
+            << spot << " " << p << " " << at;
+        sample = kept;
+      }
+    }
+  }
+  SetSimdLevel(before);
 }
 
 // A group's three rows made at once, alone or mixed from three planes, and

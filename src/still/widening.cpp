@@ -246,16 +246,18 @@ VOBREX_TARGET_AVX512 inline void AddSamples(SampleSpan& span, const int16_t* row
   }
 }
 
-// The bias B of the samples seen, or -1 when they and 0 span more than
-// `limit` (the 32-bit forms then serve).
-VOBREX_TARGET_AVX512 inline int NarrowBias(const SampleSpan& span, int limit) {
+// The least and the greatest of the samples seen and 0.
+struct SpanBounds {
+  int low, high;
+};
+
+VOBREX_TARGET_AVX512 inline SpanBounds BoundsOf(const SampleSpan& span) {
   const __m256i least = _mm256_min_epi16(_mm512_castsi512_si256(span.least),
                                          _mm512_extracti64x4_epi64(span.least, 1));
   const __m256i greatest = _mm256_max_epi16(_mm512_castsi512_si256(span.greatest),
                                             _mm512_extracti64x4_epi64(span.greatest, 1));
-  const int low = std::min(_mm512_reduce_min_epi32(_mm512_cvtepi16_epi32(least)), 0);
-  const int high = std::max(_mm512_reduce_max_epi32(_mm512_cvtepi16_epi32(greatest)), 0);
-  return high - low > limit ? -1 : -low;
+  return {std::min(_mm512_reduce_min_epi32(_mm512_cvtepi16_epi32(least)), 0),
+          std::max(_mm512_reduce_max_epi32(_mm512_cvtepi16_epi32(greatest)), 0)};
 }
 
 // The rows of the next picture row or group follow these in the planes
@@ -305,27 +307,34 @@ VOBREX_TARGET_AVX512 inline void FetchAhead(const int16_t* const row[4], int z) 
 }
 
 // Four to five in 16-bit lanes: output pixel 5k + j takes samples 4k + a_j
-// and 4k + a_j + 1 (phase 0 the first whole, weight 5 and 0), gathered by
-// two byte permutes of one window. A period of thirty-two groups makes five
-// output vectors; each vector's tables stay in registers over the periods.
+// and 4k + a_j + 1 (phase 0 the first whole, weight 5 and 0). Output
+// vector z of a period of thirty-two groups (pixels 32z .. 32z + 31) reads
+// at most 31 consecutive samples from its first, so one load of 32 samples
+// there holds them all, and a word permute of that one register gathers
+// each side (a two-register byte permute costs more here). A period makes
+// five output vectors; each vector's tables stay in registers over the
+// periods.
 struct FifthLanes {
-  int first[5];                            // the window of output vector z, from the period's first
-  alignas(64) uint8_t index[2][5][2][64];  // [firstShifted][z][left, right sample]
+  int first[5];  // the window of output vector z, from the period's first
+  alignas(64) uint16_t index[2][5][2][32];  // [firstShifted][z][left, right sample]
   alignas(64) int16_t weight[2][5][2][32];
+  int reach;  // the furthest sample a lane takes from its window's first (32: one before it)
 };
 
 constexpr FifthLanes MakeFifthLanes() {
   FifthLanes f{};
   constexpr int kSample[5] = {0, 0, 1, 2, 3}, kLeft[5] = {5, 1, 2, 3, 4};
   for (int z = 0; z < 5; ++z) f.first[z] = 4 * (32 * z / 5);
+  f.reach = -1;
   for (int shifted = 0; shifted < 2; ++shifted) {
     for (int z = 0; z < 5; ++z) {
       for (int t = 0; t < 32; ++t) {
         const int x = 32 * z + t, k = x / 5, j = x % 5;
         const int a = 4 * k + (j == 0 && shifted ? 1 : kSample[j]) - f.first[z];
+        if (a < 0) f.reach = 32;
         for (int side = 0; side < 2; ++side) {
-          f.index[shifted][z][side][2 * t] = static_cast<uint8_t>(2 * (a + side));
-          f.index[shifted][z][side][2 * t + 1] = static_cast<uint8_t>(2 * (a + side) + 1);
+          f.index[shifted][z][side][t] = static_cast<uint16_t>(a + side);
+          f.reach = std::max(f.reach, a + side);
         }
         f.weight[shifted][z][0][t] = static_cast<int16_t>(kLeft[j]);
         f.weight[shifted][z][1][t] = static_cast<int16_t>(5 - kLeft[j]);
@@ -336,6 +345,9 @@ constexpr FifthLanes MakeFifthLanes() {
 }
 
 constexpr FifthLanes kFifthLanes = MakeFifthLanes();
+// Every lane's samples lie in its window of 32 (and the mixed rows' check
+// of the window's samples sees every sample the lanes take).
+static_assert(kFifthLanes.reach >= 0 && kFifthLanes.reach < 32);
 
 // One output vector's tables.
 struct FifthTables {
@@ -350,42 +362,53 @@ VOBREX_TARGET_AVX512 inline FifthTables LoadFifthTables(int shifted, int z) {
 }
 
 // The weighted sums of one row for an output vector (as 16 bits), from the
-// window at the vector's first sample.
-VOBREX_TARGET_AVX512 inline __m512i FifthSums(__m512i low, __m512i high, const FifthTables& t) {
-  const __m512i a = _mm512_permutex2var_epi8(low, t.left, high);
-  const __m512i b = _mm512_permutex2var_epi8(low, t.right, high);
+// window of 32 samples at the vector's first sample.
+VOBREX_TARGET_AVX512 inline __m512i FifthSums(__m512i window, const FifthTables& t) {
+  const __m512i a = _mm512_permutexvar_epi16(t.left, window);
+  const __m512i b = _mm512_permutexvar_epi16(t.right, window);
   return _mm512_add_epi16(_mm512_mullo_epi16(a, t.leftWeight),
                           _mm512_mullo_epi16(b, t.rightWeight));
 }
 
-// The biased fifths of one row for an output vector.
-template <bool kSigned>
+// How a row's fifths are formed in 16-bit lanes: rows without negative
+// samples as unsigned sums; rows of samples within -kFifthSignedReach ..
+// kFifthSignedReach as signed sums (|x| <= 5 x 6553 = 32765, no wrap) and
+// SignedQuotientOf, exact for |x| < 43690; other rows of a span up to
+// kFifthNarrowSpan biased by B (see above), whose quotient takes two more
+// steps and the bias taken off.
+enum class FifthForm { kUnsigned, kSigned, kBiased };
+constexpr int kFifthSignedReach = 6553;
+static_assert(5 * kFifthSignedReach <= 32767);
+
+// The fifths of one row for an output vector (plus B in the biased form).
+template <FifthForm kForm>
 VOBREX_TARGET_AVX512 inline __m512i FifthsNarrow(const int16_t* window, const FifthTables& t,
                                                  int bias) {
-  const __m512i sum = FifthSums(_mm512_loadu_si512(window), _mm512_loadu_si512(window + 32), t);
-  if constexpr (kSigned) {
+  const __m512i sum = FifthSums(_mm512_loadu_si512(window), t);
+  if constexpr (kForm == FifthForm::kBiased) {
     const __m512i bias5 = TimesBias(5, bias);
     return BiasedQuotient<5, true>(_mm512_add_epi16(sum, bias5), bias5);
+  } else if constexpr (kForm == FifthForm::kSigned) {
+    return SignedQuotientOf<5>(sum);
   } else {
     return QuotientOf<5>(sum);
   }
 }
 
 // The fifths of one row of the mixed rows as signed values, noting in
-// `reach` the largest v + kMixedBias (as 16 bits) of the window's first 32
-// samples: the lanes take none further on (a + 1 <= 28).
+// `reach` the largest v + kMixedBias (as 16 bits) of the window's samples.
 constexpr int kMixedBias = 2048;
 
 VOBREX_TARGET_AVX512 inline __m512i SignedFifths(const int16_t* window, const FifthTables& t,
                                                  __m512i& reach) {
-  const __m512i low = _mm512_loadu_si512(window), high = _mm512_loadu_si512(window + 32);
-  reach = _mm512_max_epu16(reach, _mm512_add_epi16(low, _mm512_set1_epi16(kMixedBias)));
-  return SignedQuotientOf<5>(FifthSums(low, high, t));
+  const __m512i samples = _mm512_loadu_si512(window);
+  reach = _mm512_max_epu16(reach, _mm512_add_epi16(samples, _mm512_set1_epi16(kMixedBias)));
+  return SignedQuotientOf<5>(FifthSums(samples, t));
 }
 
-// Rows of whole periods; the last window reaches 36 samples past the row.
+// Rows of whole periods; the last window reaches 4 samples past the row.
 // Output vector z of each period in turn, then the next z.
-template <bool kSigned>
+template <FifthForm kForm>
 VOBREX_TARGET_AVX512 void WidenNarrow(const int16_t* row, int groups, int shifted, int bias,
                                       uint16_t* line) {
   const __m512i b = _mm512_set1_epi16(static_cast<int16_t>(bias));
@@ -393,8 +416,8 @@ VOBREX_TARGET_AVX512 void WidenNarrow(const int16_t* row, int groups, int shifte
   for (int z = 0; z < 5; ++z) {
     const FifthTables t = LoadFifthTables(shifted, z);
     for (int period = 0; period < periods; ++period) {
-      __m512i v = FifthsNarrow<kSigned>(row + 128 * period + kFifthLanes.first[z], t, bias);
-      if constexpr (kSigned) v = _mm512_sub_epi16(v, b);
+      __m512i v = FifthsNarrow<kForm>(row + 128 * period + kFifthLanes.first[z], t, bias);
+      if constexpr (kForm == FifthForm::kBiased) v = _mm512_sub_epi16(v, b);
       _mm512_storeu_si512(line + 160 * period + 32 * z, v);
       if (periods * z + period < 16) FetchNextRow(row, periods * z + period);
     }
@@ -445,26 +468,23 @@ VOBREX_TARGET_AVX512 bool WidenMixedNarrow(const int16_t* red, const int16_t* gr
   return _mm512_cmpgt_epu16_mask(reach, _mm512_set1_epi16(kFifthMixedNarrowSpan)) == 0;
 }
 
-// The bias of the samples a row of `groups` groups takes (4 groups + 1 of
-// them), or -1; whole periods only.
-VOBREX_TARGET_AVX512 inline int FifthBias(const int16_t* const rows[], int count, int groups,
-                                          int limit) {
-  if (groups % 32 != 0) return -1;
-  SampleSpan span = EmptySpan();
-  for (int p = 0; p < count; ++p) AddSamples(span, rows[p], 4 * groups + 1);
-  return NarrowBias(span, limit);
-}
-
+// A row of whole periods in the 16-bit form its samples (the 4 groups + 1
+// it takes) allow; false when they and 0 span more than kFifthNarrowSpan
+// (or the row has a part period), for the 32-bit form.
 VOBREX_TARGET_AVX512 bool WidenNarrowly(const int16_t* row, int groups, uint16_t* line,
                                         bool firstShifted) {
-  const int16_t* const rows[1] = {row};
-  const int bias = FifthBias(rows, 1, groups, kFifthNarrowSpan);
-  if (bias < 0) return false;
+  if (groups % 32 != 0) return false;
+  SampleSpan span = EmptySpan();
+  AddSamples(span, row, 4 * groups + 1);
+  const SpanBounds bounds = BoundsOf(span);
+  if (bounds.high - bounds.low > kFifthNarrowSpan) return false;
   const int shifted = firstShifted ? 1 : 0;
-  if (bias > 0) {
-    WidenNarrow<true>(row, groups, shifted, bias, line);
+  if (bounds.low == 0) {
+    WidenNarrow<FifthForm::kUnsigned>(row, groups, shifted, 0, line);
+  } else if (bounds.low >= -kFifthSignedReach && bounds.high <= kFifthSignedReach) {
+    WidenNarrow<FifthForm::kSigned>(row, groups, shifted, 0, line);
   } else {
-    WidenNarrow<false>(row, groups, shifted, 0, line);
+    WidenNarrow<FifthForm::kBiased>(row, groups, shifted, -bounds.low, line);
   }
   return true;
 }
