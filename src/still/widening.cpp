@@ -788,21 +788,20 @@ VOBREX_TARGET_AVX512 inline __m512i FifthsOf(const int16_t* window, __m512i inde
 
 // The grey and mean rows of the 640- and 320-wide pictures straight from
 // the three planes' rows, whole steps of sixteen groups only (as the still
-// rows come): each plane's values as WidenAvx512 and EightToFiveAvx512 make
-// them, mixed in registers.
-template <WideningMix kMix>
-VOBREX_TARGET_AVX512 void FourToFiveMixedAvx512(const int16_t* red, const int16_t* green,
-                                                const int16_t* blue, int groups, bool firstShifted,
-                                                uint16_t* line) {
-  if (WidenMixedNarrowly<kMix>(red, green, blue, groups, firstShifted, line)) return;
-  const int shifted = firstShifted ? 1 : 0;
-  const __m512i* index = reinterpret_cast<const __m512i*>(kSpread.index[shifted]);
-  const __m512i* weight = reinterpret_cast<const __m512i*>(kSpread.weight[shifted]);
+// rows come): each plane's values as PairsToFiveAvx512 makes them (a spread's
+// tables for groups of kColumns samples), mixed in registers.
+template <int kColumns, WideningMix kMix>
+VOBREX_TARGET_AVX512 VOBREX_ALWAYS_INLINE void MixedToFiveAvx512(
+    const int16_t* red, const int16_t* green, const int16_t* blue, int groups,
+    const uint8_t (&indexTable)[5][64], const int16_t (&weightTable)[5][32],
+    const int (&firstGroup)[5], uint16_t* line) {
+  const __m512i* index = reinterpret_cast<const __m512i*>(indexTable);
+  const __m512i* weight = reinterpret_cast<const __m512i*>(weightTable);
   for (int q = 0; 16 * q < groups; ++q) {
     __m512i v[5];
 #pragma GCC unroll 5
     for (int z = 0; z < 5; ++z) {
-      const int at = 64 * q + 4 * kSpread.firstGroup[z];
+      const int at = 16 * kColumns * q + kColumns * firstGroup[z];
       const __m512i i = _mm512_loadu_si512(index + z), w = _mm512_loadu_si512(weight + z);
       v[z] = MixValues<kMix>(FifthsOf(red + at, i, w), FifthsOf(green + at, i, w),
                              FifthsOf(blue + at, i, w));
@@ -812,21 +811,20 @@ VOBREX_TARGET_AVX512 void FourToFiveMixedAvx512(const int16_t* red, const int16_
 }
 
 template <WideningMix kMix>
+VOBREX_TARGET_AVX512 void FourToFiveMixedAvx512(const int16_t* red, const int16_t* green,
+                                                const int16_t* blue, int groups, bool firstShifted,
+                                                uint16_t* line) {
+  if (WidenMixedNarrowly<kMix>(red, green, blue, groups, firstShifted, line)) return;
+  const int shifted = firstShifted ? 1 : 0;
+  MixedToFiveAvx512<4, kMix>(red, green, blue, groups, kSpread.index[shifted],
+                             kSpread.weight[shifted], kSpread.firstGroup, line);
+}
+
+template <WideningMix kMix>
 VOBREX_TARGET_AVX512 void EightToFiveMixedAvx512(const int16_t* red, const int16_t* green,
                                                  const int16_t* blue, int groups, uint16_t* line) {
-  const __m512i* index = reinterpret_cast<const __m512i*>(kEighthSpread.index);
-  const __m512i* weight = reinterpret_cast<const __m512i*>(kEighthSpread.weight);
-  for (int q = 0; 16 * q < groups; ++q) {
-    __m512i v[5];
-#pragma GCC unroll 5
-    for (int z = 0; z < 5; ++z) {
-      const int at = 128 * q + 8 * kEighthSpread.firstGroup[z];
-      const __m512i i = _mm512_loadu_si512(index + z), w = _mm512_loadu_si512(weight + z);
-      v[z] = MixValues<kMix>(FifthsOf(red + at, i, w), FifthsOf(green + at, i, w),
-                             FifthsOf(blue + at, i, w));
-    }
-    StoreFive(line + 80 * q, v);
-  }
+  MixedToFiveAvx512<8, kMix>(red, green, blue, groups, kEighthSpread.index, kEighthSpread.weight,
+                             kEighthSpread.firstGroup, line);
 }
 
 // The three kinds of output vector z of one group of four plane rows
