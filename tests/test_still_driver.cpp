@@ -110,14 +110,9 @@ TEST(ConvertStill, RoundTripThroughASynthesisedFrame) {
   }
 }
 
-// The conversion fills the plane rows a few at a time beside the kernel;
-// its picture is the one the whole planes give (DemosaicStill, then the
-// kernel), for every kernel, content and orientation, with and without the
-// pair smoothing, in the portable and the vector code. The frame mixes
-// full-range noise with stripe pairs followed by flat ones (so the
-// smoothing happens).
-TEST(ConvertStill, RowByRowMatchesTheWholePlanes) {
-  uint32_t seed = 99;
+// A frame of groups of four samples: full-range noise, stripe pairs (one
+// sample up, the next down) or flat ones, at random.
+std::vector<int16_t> StripedNoise(uint32_t seed) {
   auto next = [&seed] { return seed = seed * 1664525u + 1013904223u, int(seed >> 8); };
   std::vector<int16_t> raw(262144);
   for (std::size_t i = 0; i < raw.size(); i += 4) {
@@ -127,6 +122,17 @@ TEST(ConvertStill, RowByRowMatchesTheWholePlanes) {
                        : kind == 1 ? 1000 + next() % 400 * (k % 2 ? -1 : 3)
                                    : 1000 + next() % 300);
   }
+  return raw;
+}
+
+// The conversion fills the plane rows a few at a time beside the kernel;
+// its picture is the one the whole planes give (DemosaicStill, then the
+// kernel), for every kernel, content and orientation, with and without the
+// pair smoothing, in the portable and the vector code. The frame mixes
+// full-range noise with stripe pairs followed by flat ones (so the
+// smoothing happens).
+TEST(ConvertStill, RowByRowMatchesTheWholePlanes) {
+  const std::vector<int16_t> raw = StripedNoise(99);
   std::vector<SimdLevel> levels{SimdLevel::kScalar};
   if (SupportedSimdLevel() == SimdLevel::kAvx512) levels.push_back(SimdLevel::kAvx512);
   const SimdLevel before = ActiveSimdLevel();
@@ -186,16 +192,7 @@ class CountedSource final : public StillFrameSource {
 // The line buffer stands for the samples: it is released, and the codes
 // without a demosaic convert as from a frame.
 TEST(ConvertStill, LineByLineMatchesTheWidenedFrame) {
-  uint32_t seed = 7;
-  auto next = [&seed] { return seed = seed * 1664525u + 1013904223u, int(seed >> 8); };
-  std::vector<int16_t> raw(262144);
-  for (std::size_t i = 0; i < raw.size(); i += 4) {
-    const int kind = next() % 3;
-    for (std::size_t k = i; k < i + 4; ++k)
-      raw[k] = int16_t(kind == 0   ? next()
-                       : kind == 1 ? 1000 + next() % 400 * (k % 2 ? -1 : 3)
-                                   : 1000 + next() % 300);
-  }
+  std::vector<int16_t> raw = StripedNoise(7);
   // Stripe pairs across every line end, so the smoothing of a line's first
   // pair depends on the line before.
   for (std::size_t i = 510; i + 4 < raw.size(); i += 512) {
